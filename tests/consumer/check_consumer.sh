@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch prefix, then builds and runs a
+# program against it twice: through the CMake package and through pkg-config.
+#   check_consumer.sh BUILD_DIR CONSUMER_SOURCE_DIR
+set -euo pipefail
+build=$1
+source=$2
+scratch=$(mktemp -d /tmp/kinolot-consumer.XXXXXX)
+trap 'rm -rf "$scratch"' EXIT
+cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
+libdir=$(find "$scratch/prefix" -name 'libkinolot.so.*' -printf '%h\n' | head -n 1)
+[ -n "$libdir" ] || { echo "libkinolot.so was not installed"; exit 1; }
+[ -L "$libdir/libkinolot.so" ] || { echo "no libkinolot.so development link"; exit 1; }
+sanitize_flags=""
+if nm -D "$libdir"/libkinolot.so | grep -q __asan_init; then sanitize_flags="-fsanitize=address,undefined"; fi
+
+cmake -S "$source" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
+  -DCMAKE_CXX_FLAGS="$sanitize_flags" >/dev/null
+cmake --build "$scratch/cmake-build" >/dev/null
+LD_LIBRARY_PATH="$libdir" "$scratch/cmake-build/consumer"
+
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+# shellcheck disable=SC2046
+c++ -std=c++17 $sanitize_flags "$source/consumer.cc" -o "$scratch/consumer-pc" \
+  $(pkg-config --cflags --libs kinolot)
+LD_LIBRARY_PATH="$libdir" "$scratch/consumer-pc"
+echo "consumer built and ran against the installed tree"

@@ -1,0 +1,132 @@
+// The test bed fixture; see test_database.h.
+#include "support/test_database.h"
+
+#include <libpq-fe.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "kinolot/video_db.h"
+
+namespace kinolot_test {
+
+const char* const kNull = "<NULL>";
+
+namespace {
+
+// Every table of the schema; TRUNCATE ... CASCADE empties them in one go.
+const char kTruncateAll[] =
+    "TRUNCATE mapper, movie, tvshow, tvshow_episode, home_video, tv_record, video_file, poster, "
+    "summary, plus_info, actor, director, writer, gnere, collection, collection_map "
+    "RESTART IDENTITY CASCADE";
+
+const char* ServerLogPath() { return std::getenv("KINOLOT_TEST_SERVER_LOG"); }
+
+long FileSize(const char* path) {
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  return in ? static_cast<long>(in.tellg()) : 0;
+}
+
+}  // namespace
+
+void DatabaseTest::SetUp() {
+  LibKinolot::VideoDBConnClose();
+  conn_ = PQconnectdb("user=admin dbname=video_metadata application_name=kinolot-test-fixture");
+  ASSERT_EQ(PQstatus(conn_), CONNECTION_OK)
+      << "no test database (run the tests through scripts/test.sh): " << PQerrorMessage(conn_);
+  ASSERT_NE(ServerLogPath(), nullptr) << "KINOLOT_TEST_SERVER_LOG is not set";
+  Exec(kTruncateAll);
+  // Large objects left by poster tests go too.
+  Exec("SELECT lo_unlink(oid) FROM pg_largeobject_metadata");
+  MarkStatements();
+  syslog_.Start();
+}
+
+void DatabaseTest::TearDown() {
+  syslog_.Stop();
+  LibKinolot::VideoDBConnClose();
+  if (conn_) PQfinish(conn_);
+  conn_ = nullptr;
+}
+
+void DatabaseTest::Exec(const std::string& sql) { Query(sql); }
+
+Rows DatabaseTest::Query(const std::string& sql) {
+  Rows rows;
+  PGresult* res = PQexec(conn_, sql.c_str());
+  ExecStatusType status = PQresultStatus(res);
+  EXPECT_TRUE(status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK)
+      << sql << ": " << PQresultErrorMessage(res);
+  for (int r = 0; r < PQntuples(res); ++r) {
+    Row row;
+    for (int c = 0; c < PQnfields(res); ++c) {
+      row.push_back(PQgetisnull(res, r, c) ? kNull : PQgetvalue(res, r, c));
+    }
+    rows.push_back(row);
+  }
+  PQclear(res);
+  return rows;
+}
+
+std::string DatabaseTest::Value(const std::string& sql) {
+  Rows rows = Query(sql);
+  return rows.empty() || rows[0].empty() ? "" : rows[0][0];
+}
+
+long DatabaseTest::Count(const std::string& table) {
+  return std::atol(Value("SELECT count(*) FROM " + table).c_str());
+}
+
+void DatabaseTest::MarkStatements() { log_offset_ = FileSize(ServerLogPath()); }
+
+std::vector<std::string> DatabaseTest::Statements() {
+  // Log entries look like "<time> [<pid>] LOG:  statement: <sql>", a
+  // statement of several lines continuing on lines that start with a tab.
+  std::vector<std::string> statements;
+  std::ifstream in(ServerLogPath(), std::ios::binary);
+  in.seekg(log_offset_);
+  std::string own = "[" + std::to_string(PQbackendPID(conn_)) + "]";
+  const std::string marker = "LOG:  statement: ";
+  std::string line;
+  bool in_statement = false;
+  while (std::getline(in, line)) {
+    if (!line.empty() && line[0] == '\t') {
+      if (in_statement) statements.back() += "\n" + line.substr(1);
+      continue;
+    }
+    in_statement = false;
+    size_t at = line.find(marker);
+    if (at == std::string::npos || line.find(own) != std::string::npos) continue;
+    statements.push_back(line.substr(at + marker.size()));
+    in_statement = true;
+  }
+  return statements;
+}
+
+bool DatabaseTest::Received(const std::string& sql) {
+  std::vector<std::string> all = Statements();
+  return std::find(all.begin(), all.end(), sql) != all.end();
+}
+
+bool DatabaseTest::Logged(const std::string& line) {
+  std::vector<std::string> lines = LogLines();
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+}  // namespace kinolot_test
+
+namespace kinolot_test {
+
+bool DatabaseTest::LoggedMatching(const std::string& regex) {
+  std::regex pattern(regex);
+  for (const std::string& line : LogLines()) {
+    if (std::regex_match(line, pattern)) return true;
+  }
+  return false;
+}
+
+}  // namespace kinolot_test
