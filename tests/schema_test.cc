@@ -61,7 +61,8 @@ TEST_F(SchemaTest, DatabaseFillsIdsDatesAndLockDefaults) {
   std::string id = NewMapper("movie");
   EXPECT_EQ(id, "1") << "identities restart for every test";
   Exec("INSERT INTO movie(mapper_id, title) VALUES(" + id + ", 'X')");
-  Rows rows = Query("SELECT id, isLock, create_date IS NOT NULL, modify_date IS NOT NULL FROM movie");
+  Rows rows =
+      Query("SELECT id, isLock, create_date IS NOT NULL, modify_date IS NOT NULL FROM movie");
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0], (Row{"1", "f", "t", "t"}));
   Exec("UPDATE movie SET isLock = true");
@@ -79,9 +80,9 @@ TEST_F(SchemaTest, VideoFilePathsAreUnique) {
 }
 
 TEST_F(SchemaTest, EveryLookUpColumnIsIndexed) {
-  for (const char* table : {"movie", "tvshow", "tvshow_episode", "home_video", "tv_record",
-                            "video_file", "poster", "summary", "plus_info", "actor", "director",
-                            "writer", "gnere", "collection_map"}) {
+  for (const char* table :
+       {"movie", "tvshow", "tvshow_episode", "home_video", "tv_record", "video_file", "poster",
+        "summary", "plus_info", "actor", "director", "writer", "gnere", "collection_map"}) {
     EXPECT_NE(Value(std::string("SELECT count(*) FROM pg_indexes WHERE tablename = '") + table +
                     "' AND indexdef LIKE '%(mapper_id%'"),
               "0")

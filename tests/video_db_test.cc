@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "kinolot/string_helpers.h"
 #include "kinolot/video_db.h"
 #include "support/test_database.h"
 
@@ -43,9 +44,10 @@ class NoServer {
 
 TEST_F(VideoDbTest, OpenWithoutClausesSelectsTheWholeTable) {
   AddMovies(3);
-  _VIDEO_DB_HANDLER_* handle = VideoDBOpen(VIDEO_TABLE_MOVIE, nullptr, nullptr, nullptr, nullptr, 0, 0);
+  _VIDEO_DB_HANDLER_* handle =
+      VideoDBOpen(VIDEO_TABLE_MOVIE, nullptr, nullptr, nullptr, nullptr, 0, 0);
   ASSERT_NE(handle, nullptr);
-  EXPECT_TRUE(Received("SELECT * FROM movie     "));
+  EXPECT_TRUE(Received("SELECT * FROM movie    "));
   EXPECT_EQ(handle->row_count, 3);
   EXPECT_EQ(handle->table_type, VIDEO_TABLE_MOVIE);
   int rows = 0;
@@ -62,7 +64,9 @@ TEST_F(VideoDbTest, OpenBuildsEveryClauseAndPagesTheRows) {
   _VIDEO_DB_HANDLER_* handle =
       VideoDBOpen(VIDEO_TABLE_MOVIE, "year, count(*) AS n", "id > 1", "year", "year DESC", 0, 1);
   ASSERT_NE(handle, nullptr);
-  EXPECT_TRUE(Received("SELECT year, count(*) AS n FROM movie WHERE id > 1 GROUP BY year ORDER BY year DESC LIMIT 1"));
+  EXPECT_TRUE(
+      Received("SELECT year, count(*) AS n FROM movie WHERE id > 1 GROUP BY year ORDER BY year "
+               "DESC LIMIT 1"));
   ASSERT_EQ(handle->row_count, 1);
   ASSERT_EQ(VEXODBFetchRow(handle->result, &handle->row), 0);
   EXPECT_EQ(Field(handle, "year"), "2001");
@@ -78,15 +82,15 @@ TEST_F(VideoDbTest, OpenBuildsEveryClauseAndPagesTheRows) {
 
 TEST_F(VideoDbTest, AnEmptyConditionLeavesABareWhereAndFails) {
   EXPECT_EQ(VideoDBOpen(VIDEO_TABLE_MOVIE, nullptr, "", nullptr, nullptr, 0, 0), nullptr);
-  EXPECT_TRUE(Received("SELECT * FROM movie WHERE    "));
+  EXPECT_TRUE(Received("SELECT * FROM movie WHERE   "));
   EXPECT_TRUE(LoggedMatching(
-      R"(video_db \(\d+\) Failed to exec \[SELECT \* FROM movie WHERE    \] \(.*syntax error.*\))"));
+      R"(video_db \(\d+\) Failed to exec \[SELECT \* FROM movie WHERE   \] \(.*syntax error.*\))"));
 }
 
 TEST_F(VideoDbTest, AnUnknownTableTypeFailsInTheDatabase) {
   EXPECT_EQ(VideoDBOpen(static_cast<_VIDEO_TABLE_TYPE_>(42), "id", nullptr, nullptr, nullptr, 0, 0),
             nullptr);
-  EXPECT_TRUE(Received("SELECT id FROM invalid     "));
+  EXPECT_TRUE(Received("SELECT id FROM invalid    "));
 }
 
 TEST_F(VideoDbTest, ALongConditionIsNotCut) {
@@ -94,7 +98,8 @@ TEST_F(VideoDbTest, ALongConditionIsNotCut) {
   std::string where = "id IN (1";
   for (int i = 2; i < 3000; ++i) where += "," + std::to_string(i);
   where += ")";
-  _VIDEO_DB_HANDLER_* handle = VideoDBOpen(VIDEO_TABLE_MOVIE, "id", where.c_str(), nullptr, nullptr, 0, 0);
+  _VIDEO_DB_HANDLER_* handle =
+      VideoDBOpen(VIDEO_TABLE_MOVIE, "id", where.c_str(), nullptr, nullptr, 0, 0);
   ASSERT_NE(handle, nullptr);
   EXPECT_EQ(handle->row_count, 1);
   VideoDBHandlerFree(handle);
@@ -108,8 +113,9 @@ TEST_F(VideoDbTest, OpenExSelectsFromAFreeTableList) {
       VideoDBOpenEX("tvshow,tvshow_episode", "tvshow.mapper_id, episode",
                     "tvshow_episode.tvshow_id = tvshow.id", nullptr, nullptr, 0, 0);
   ASSERT_NE(handle, nullptr);
-  EXPECT_TRUE(Received(
-      "SELECT tvshow.mapper_id, episode FROM tvshow,tvshow_episode WHERE tvshow_episode.tvshow_id = tvshow.id  "));
+  EXPECT_TRUE(
+      Received("SELECT tvshow.mapper_id, episode FROM tvshow,tvshow_episode WHERE "
+               "tvshow_episode.tvshow_id = tvshow.id  "));
   EXPECT_EQ(handle->table_type, 0);
   ASSERT_EQ(VEXODBFetchRow(handle->result, &handle->row), 0);
   EXPECT_EQ(Field(handle, "mapper_id"), "1");
@@ -122,7 +128,8 @@ TEST_F(VideoDbTest, OpenExRefusesANullTableList) {
   EXPECT_TRUE(LoggedMatching(R"(video_db:\d+ Bad parameter: szFromTables)"));
   EXPECT_TRUE(Statements().empty());
   EXPECT_EQ(VideoDBOpenEX("no_such_table", "id", nullptr, nullptr, nullptr, 0, 0), nullptr);
-  EXPECT_TRUE(LoggedMatching(R"(video_db:\d+ Failed to exec \[SELECT id FROM no_such_table     \] \(.*does not exist.*\))"));
+  EXPECT_TRUE(LoggedMatching(
+      R"(video_db:\d+ Failed to exec \[SELECT id FROM no_such_table    \] \(.*does not exist.*\))"));
 }
 
 TEST_F(VideoDbTest, CountCountsRowsOrGroups) {

@@ -8,7 +8,9 @@ using namespace LibKinolot;
 
 namespace {
 
-int CountRows(_VIDEO_TABLE_TYPE_ table) { return VideoDBGetCount(table, "id", nullptr, nullptr); }
+int CountRows(_VIDEO_TABLE_TYPE_ table) {
+  return VideoDBGetCount(table, "id", nullptr, nullptr);
+}
 
 }  // namespace
 
@@ -37,7 +39,8 @@ int main() {
       VideoDBOpen(VIDEO_TABLE_MAPPER, "type, count(*) AS videos", nullptr, "type", "type", 0, 0);
   if (handle != nullptr) {
     while (VEXODBFetchRow(handle->result, &handle->row) == 0) {
-      std::printf("  %s: %s\n", szValueCheck(VEXODBFetchField(handle->result, handle->row, "type")).c_str(),
+      std::printf("  %s: %s\n",
+                  szValueCheck(VEXODBFetchField(handle->result, handle->row, "type")).c_str(),
                   szValueCheck(VEXODBFetchField(handle->result, handle->row, "videos")).c_str());
     }
     VideoDBHandlerFree(handle);

@@ -52,8 +52,8 @@ KINOLOT_EXPORT void VideoDBHandlerFree(_VIDEO_DB_HANDLER_* handle);
 // Returns the number of rows of "SELECT select FROM table WHERE where GROUP BY
 // groupBy" (with a GROUP BY, the number of groups), or -1 on failure and for a
 // null or empty `select`. `where` and `groupBy` may be null.
-KINOLOT_EXPORT int VideoDBGetCount(_VIDEO_TABLE_TYPE_ table, const char* select,
-                                   const char* where, const char* groupBy);
+KINOLOT_EXPORT int VideoDBGetCount(_VIDEO_TABLE_TYPE_ table, const char* select, const char* where,
+                                   const char* groupBy);
 
 // Returns whether some row of `table` has this mapper id. A failed count
 // reads as absent.

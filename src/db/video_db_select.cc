@@ -13,7 +13,9 @@
 namespace LibKinolot {
 namespace {
 
-bool IsEmpty(const char* text) { return text == nullptr || text[0] == '\0'; }
+bool IsEmpty(const char* text) {
+  return text == nullptr || text[0] == '\0';
+}
 
 // Formats "<keyword> <clause>" into a buffer of the clause's length plus 16,
 // or gives an empty text for a null or empty clause. Null when memory runs out.
@@ -82,8 +84,7 @@ _VIDEO_DB_HANDLER_* VideoDBOpen(_VIDEO_TABLE_TYPE_ table, const char* select, co
 }
 
 _VIDEO_DB_HANDLER_* VideoDBOpenEX(const char* fromTables, const char* select, const char* where,
-                                  const char* groupBy, const char* orderBy, int offset,
-                                  int limit) {
+                                  const char* groupBy, const char* orderBy, int offset, int limit) {
   static const char kExecFailed[] = "%s:%d Failed to exec [%s] (%s)";
   if (fromTables == nullptr) {
     LogError("%s:%d Bad parameter: szFromTables", kVideoDbSource, __LINE__);
@@ -109,7 +110,8 @@ int VideoDBGetCount(_VIDEO_TABLE_TYPE_ table, const char* select, const char* wh
       return -1;
     }
   }
-  _VIDEO_DB_HANDLER_* handle = VideoDBOpen(table, select, safeWhere.get(), groupBy, nullptr, -1, -1);
+  _VIDEO_DB_HANDLER_* handle =
+      VideoDBOpen(table, select, safeWhere.get(), groupBy, nullptr, -1, -1);
   if (handle == nullptr) return -1;
   int count = handle->row_count;
   VideoDBHandlerFree(handle);

@@ -18,7 +18,9 @@ struct FreeDeleter {
 using HeapText = std::unique_ptr<char, FreeDeleter>;
 
 // Returns a zero-filled buffer of `size` bytes, or null when memory runs out.
-inline HeapText AllocText(size_t size) { return HeapText(static_cast<char*>(std::calloc(size, 1))); }
+inline HeapText AllocText(size_t size) {
+  return HeapText(static_cast<char*>(std::calloc(size, 1)));
+}
 
 }  // namespace LibKinolot
 

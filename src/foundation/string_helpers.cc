@@ -8,7 +8,9 @@
 
 namespace LibKinolot {
 
-std::string szValueCheck(const char* value) { return value ? std::string(value) : std::string(); }
+std::string szValueCheck(const char* value) {
+  return value ? std::string(value) : std::string();
+}
 
 std::string SQLEscapeString(const std::string& value) {
   HeapText escaped(VEXODBEscapeStrAlloc(value.c_str()));

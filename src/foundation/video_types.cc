@@ -15,14 +15,10 @@ struct NameEntry {
 };
 
 const NameEntry kVideoTypeNames[] = {
-    {VIDEO_TYPE_INVALID, "invalid"},
-    {VIDEO_TYPE_MOVIE, "movie"},
-    {VIDEO_TYPE_TVSHOW, "tvshow"},
-    {VIDEO_TYPE_TVSHOW_EPISODE, "tvshow_episode"},
-    {VIDEO_TYPE_HOME_VIDEO, "home_video"},
-    {VIDEO_TYPE_TV_RECORD, "tv_record"},
-    {VIDEO_TYPE_VIDEO_FILE, "video_file"},
-    {0, nullptr},
+    {VIDEO_TYPE_INVALID, "invalid"},       {VIDEO_TYPE_MOVIE, "movie"},
+    {VIDEO_TYPE_TVSHOW, "tvshow"},         {VIDEO_TYPE_TVSHOW_EPISODE, "tvshow_episode"},
+    {VIDEO_TYPE_HOME_VIDEO, "home_video"}, {VIDEO_TYPE_TV_RECORD, "tv_record"},
+    {VIDEO_TYPE_VIDEO_FILE, "video_file"}, {0, nullptr},
 };
 
 const NameEntry kTableTypeNames[] = {
@@ -56,9 +52,13 @@ const char* NameOf(const NameEntry* table, int value) {
 
 }  // namespace
 
-const char* VideoTypeGetName(_VIDEO_TYPE_ type) { return NameOf(kVideoTypeNames, type); }
+const char* VideoTypeGetName(_VIDEO_TYPE_ type) {
+  return NameOf(kVideoTypeNames, type);
+}
 
-const char* VideoTableTypeGetName(_VIDEO_TABLE_TYPE_ type) { return NameOf(kTableTypeNames, type); }
+const char* VideoTableTypeGetName(_VIDEO_TABLE_TYPE_ type) {
+  return NameOf(kTableTypeNames, type);
+}
 
 _VIDEO_TYPE_ VideoTypeGetType(const char* name) {
   if (name == nullptr) return VIDEO_TYPE_INVALID;

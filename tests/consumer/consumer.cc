@@ -10,5 +10,6 @@ int main() {
   std::string table = gMappingTable[VIDEO_TABLE_GNERE];
   std::string joined = StringImplode(StringExplode("a|b||c", "|"), ", ");
   std::printf("%s %s %s\n", name, table.c_str(), joined.c_str());
-  return std::strcmp(name, "tvshow_episode") == 0 && table == "gnere" && joined == "a, b, c" ? 0 : 1;
+  return std::strcmp(name, "tvshow_episode") == 0 && table == "gnere" && joined == "a, b, c" ? 0
+                                                                                             : 1;
 }

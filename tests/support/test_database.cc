@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <sstream>
 
@@ -24,7 +25,9 @@ const char kTruncateAll[] =
     "summary, plus_info, actor, director, writer, gnere, collection, collection_map "
     "RESTART IDENTITY CASCADE";
 
-const char* ServerLogPath() { return std::getenv("KINOLOT_TEST_SERVER_LOG"); }
+const char* ServerLogPath() {
+  return std::getenv("KINOLOT_TEST_SERVER_LOG");
+}
 
 long FileSize(const char* path) {
   std::ifstream in(path, std::ios::binary | std::ios::ate);
@@ -53,7 +56,9 @@ void DatabaseTest::TearDown() {
   conn_ = nullptr;
 }
 
-void DatabaseTest::Exec(const std::string& sql) { Query(sql); }
+void DatabaseTest::Exec(const std::string& sql) {
+  Query(sql);
+}
 
 Rows DatabaseTest::Query(const std::string& sql) {
   Rows rows;
@@ -81,28 +86,54 @@ long DatabaseTest::Count(const std::string& table) {
   return std::atol(Value("SELECT count(*) FROM " + table).c_str());
 }
 
-void DatabaseTest::MarkStatements() { log_offset_ = FileSize(ServerLogPath()); }
+void DatabaseTest::MarkStatements() {
+  log_offset_ = FileSize(ServerLogPath());
+}
 
 std::vector<std::string> DatabaseTest::Statements() {
   // Log entries look like "<time> [<pid>] LOG:  statement: <sql>", a
-  // statement of several lines continuing on lines that start with a tab.
-  std::vector<std::string> statements;
+  // statement of several lines continuing on lines that start with a tab. A
+  // statement the server could not even parse is logged only after its
+  // error, as "<time> [<pid>] STATEMENT:  <sql>"; a statement that failed
+  // later is logged both ways and counted once.
+  struct Entry {
+    std::string pid;
+    bool parsed;
+    std::string text;
+  };
+  std::vector<Entry> entries;
   std::ifstream in(ServerLogPath(), std::ios::binary);
   in.seekg(log_offset_);
-  std::string own = "[" + std::to_string(PQbackendPID(conn_)) + "]";
-  const std::string marker = "LOG:  statement: ";
+  const std::string logged = "LOG:  statement: ";
+  const std::string failed = "STATEMENT:  ";
   std::string line;
-  bool in_statement = false;
+  bool continues = false;
   while (std::getline(in, line)) {
     if (!line.empty() && line[0] == '\t') {
-      if (in_statement) statements.back() += "\n" + line.substr(1);
+      if (continues) entries.back().text += "\n" + line.substr(1);
       continue;
     }
-    in_statement = false;
-    size_t at = line.find(marker);
-    if (at == std::string::npos || line.find(own) != std::string::npos) continue;
-    statements.push_back(line.substr(at + marker.size()));
-    in_statement = true;
+    continues = false;
+    size_t pid_start = line.find(" [");
+    size_t pid_end = pid_start == std::string::npos ? pid_start : line.find("] ", pid_start);
+    if (pid_end == std::string::npos) continue;
+    std::string pid = line.substr(pid_start + 2, pid_end - pid_start - 2);
+    std::string rest = line.substr(pid_end + 2);
+    if (rest.compare(0, logged.size(), logged) == 0) {
+      entries.push_back({pid, true, rest.substr(logged.size())});
+      continues = true;
+    } else if (rest.compare(0, failed.size(), failed) == 0) {
+      entries.push_back({pid, false, rest.substr(failed.size())});
+      continues = true;
+    }
+  }
+  const std::string own = std::to_string(PQbackendPID(conn_));
+  std::map<std::string, std::string> last_by_pid;
+  std::vector<std::string> statements;
+  for (const Entry& entry : entries) {
+    if (entry.pid == own) continue;
+    if (entry.parsed || last_by_pid[entry.pid] != entry.text) statements.push_back(entry.text);
+    last_by_pid[entry.pid] = entry.text;
   }
   return statements;
 }
