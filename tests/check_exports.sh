@@ -10,7 +10,7 @@ exported=$(nm -DC --defined-only "$lib" | awk '{ $1=""; $2=""; sub(/^  /, ""); p
 status=0
 while read -r name; do
   case "$name" in ""|\#*) continue ;; esac
-  if ! grep -q -E "^LibKinolot::$name(\(|$| )" <<<"$exported"; then
+  if ! grep -q -E "^LibKinolot::$name(\[abi:cxx11\])?(\(|$| )" <<<"$exported"; then
     echo "not exported: LibKinolot::$name"
     status=1
   fi
