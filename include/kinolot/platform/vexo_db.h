@@ -84,8 +84,9 @@ KINOLOT_EXPORT const char* VEXODBFetchField(DBResult_tag* result, unsigned int r
 KINOLOT_EXPORT void VEXODBFreeResult(DBResult_tag* result);
 
 // Returns the text of the last error on `connection`, or of the last failed
-// connect when `connection` is null. Never returns null. The text is owned by
-// the connection (or by the library) and valid until the next call on it.
+// connect on the calling thread when `connection` is null. Never returns null.
+// The text is owned by the connection (or by the library) and valid until the
+// next call on it.
 KINOLOT_EXPORT const char* VEXODBErrorGet(DBConnect_tag* connection);
 
 // The placeholder formatter. Returns `format` with each placeholder replaced
@@ -112,8 +113,10 @@ KINOLOT_EXPORT char* VEXODBEscapeStrAlloc(const char* text);
 // Writes `condition`, a WHERE expression, into `out` in its safe form and
 // returns its length; the caller sizes `out` at twice the condition's length
 // plus one. The safe form is the condition itself once it is known to be one
-// expression: a condition whose string literals are not closed, or that holds
-// a statement separator or a comment outside its literals, is refused.
+// expression: a condition whose string literals or quoted names are not
+// closed, or that holds a statement separator, a comment or a dollar sign
+// outside them, is refused; so is an E'...' literal holding a backslash, whose
+// end depends on how the server reads the letter before it.
 // Returns a negative number on refusal, on an unknown database kind and on
 // null arguments; `out` is then an empty text when it is not null.
 KINOLOT_EXPORT int EscapeConditionEX2(int databaseKind, const char* condition, char* out);
