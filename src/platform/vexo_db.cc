@@ -29,11 +29,12 @@ std::atomic<unsigned long> g_rows{0};
 // thread's failure while the caller reads it.
 thread_local std::string t_connect_error;
 
-// libpq's messages end in a newline (and the server's may span lines); the
-// callers log them as one line of their own, so the trailing break goes.
+// libpq's messages end in a newline, and the server's go on with lines that
+// quote the statement and point at the error. Callers write the text into a
+// log line of their own, so only its first line, the error itself, is kept.
 std::string TrimmedMessage(const char* message) {
   std::string text = message ? message : "";
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  text = text.substr(0, text.find_first_of("\r\n"));
   return text;
 }
 
