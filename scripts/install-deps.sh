@@ -8,7 +8,6 @@ packages=(
   libpq-dev libjsoncpp-dev libcurl4-openssl-dev
   openssl postgresql
   googletest libgtest-dev
-  python3
 )
 
 missing=()
