@@ -25,6 +25,11 @@ void SyslogCapture::Start() {
   close(fd);
 }
 
+SyslogCapture::~SyslogCapture() {
+  Stop();
+  if (!path_.empty()) unlink(path_.c_str());
+}
+
 void SyslogCapture::Stop() {
   if (saved_stderr_ < 0) return;
   fflush(stderr);

@@ -12,7 +12,8 @@ namespace kinolot_test {
 class SyslogCapture {
  public:
   SyslogCapture() = default;
-  ~SyslogCapture() { Stop(); }
+  // Stops the capture and removes its file.
+  ~SyslogCapture();
   SyslogCapture(const SyslogCapture&) = delete;
   SyslogCapture& operator=(const SyslogCapture&) = delete;
 
