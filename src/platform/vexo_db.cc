@@ -38,6 +38,8 @@ std::string TrimmedMessage(const char* message) {
   return text;
 }
 
+void IgnoreNotice(void* /*context*/, const char* /*message*/) {}
+
 }  // namespace
 
 DBConnect_tag* VEXODBConnect(const char* host, const char* user, const char* password,
@@ -81,6 +83,10 @@ DBConnect_tag* VEXODBConnect(const char* host, const char* user, const char* pas
     t_connect_error = "out of memory while connecting to the database";
     return nullptr;
   }
+  // Notices and warnings (VACUUM skipping tables it does not own, say) are
+  // not failures; libpq's default would print them on the host program's
+  // standard error.
+  PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
   connection->pg = pg;
   g_connects.fetch_add(1, std::memory_order_relaxed);
   return connection;
