@@ -57,9 +57,8 @@ class KINOLOT_EXPORT VideoDB {
   // conditions added so far. `orderBy` may be empty (no ORDER BY); `offset`
   // and `limit` of 0 mean none; `groupBy` may be empty. Returns the number of
   // rows, or -1 on failure and for an empty `select`.
-  int SelectDB(const std::string& select, const std::string& orderBy,
-               _ORDER_DIRECTION_ direction, unsigned long offset, unsigned long limit,
-               const std::string& groupBy);
+  int SelectDB(const std::string& select, const std::string& orderBy, _ORDER_DIRECTION_ direction,
+               unsigned long offset, unsigned long limit, const std::string& groupBy);
   // Returns the count that `select` (a list whose count column is named
   // "total"; empty means "COUNT(DISTINCT <table>.id) as total") yields under
   // the current joins and conditions: the count, 0 when no row came back, or

@@ -12,7 +12,9 @@ libdir=$(find "$scratch/prefix" -name 'libkinolot.so.*' -printf '%h\n' | head -n
 [ -n "$libdir" ] || { echo "libkinolot.so was not installed"; exit 1; }
 [ -L "$libdir/libkinolot.so" ] || { echo "no libkinolot.so development link"; exit 1; }
 sanitize_flags=""
-if nm -D "$libdir"/libkinolot.so | grep -q __asan_init; then sanitize_flags="-fsanitize=address,undefined"; fi
+# Not grep -q: it stops reading early, nm dies of SIGPIPE, and under pipefail
+# the whole test would then take a sanitized library for a plain one.
+if nm -D "$libdir"/libkinolot.so | grep __asan_init >/dev/null; then sanitize_flags="-fsanitize=address,undefined"; fi
 
 cmake -S "$source" -B "$scratch/cmake-build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
   -DCMAKE_CXX_FLAGS="$sanitize_flags" >/dev/null
