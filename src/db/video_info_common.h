@@ -1,0 +1,109 @@
+// Small pieces shared by the units of the indexing interface: bounded copies
+// into and out of the records' fixed text fields, the pre-quoted form of an
+// optional date, the file record that looks a path up, owners of results and
+// handles, and the guard that keeps exceptions inside the library.
+#ifndef KINOLOT_DB_VIDEO_INFO_COMMON_H_
+#define KINOLOT_DB_VIDEO_INFO_COMMON_H_
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "db/video_db_connection.h"
+#include "foundation/log.h"
+#include "kinolot/video_db.h"
+#include "kinolot/video_info.h"
+
+namespace LibKinolot {
+
+// Copies `text` into `out` of `capacity` bytes, cut at a letter boundary so
+// that at most capacity - 1 bytes and never half a UTF-8 letter remain. A
+// null `text` gives "".
+void CopyText(char* out, size_t capacity, const char* text);
+
+template <size_t N>
+void CopyText(char (&out)[N], const char* text) {
+  CopyText(out, N, text);
+}
+
+// The text of a record field of `capacity` bytes, read no further than
+// capacity - 1 bytes even when the caller left it unterminated, and cut at a
+// letter boundary.
+std::string FieldText(const char* field, size_t capacity);
+
+template <size_t N>
+std::string FieldText(const char (&field)[N]) {
+  return FieldText(field, N);
+}
+
+// Ends a text field that a caller filled to the last byte (as strncpy with
+// the capacity leaves it) within its capacity, at a letter boundary.
+void TerminateField(char* field, size_t capacity);
+
+template <size_t N>
+void TerminateField(char (&field)[N]) {
+  TerminateField(field, N);
+}
+
+// Whether `date` (a field of 32 bytes) is a date or timestamp text whose
+// quoted form fits 32 bytes: 1 to 29 of the characters 0-9 - : . T + and
+// blank. Such a text can be put between quotes into SQL as it is.
+bool IsWellFormedDate(const char (&date)[32]);
+
+// The value for an "@VEXO:NEVAR" date placeholder: the date between single
+// quotes, or NULL when it is empty. A text that is not well formed also
+// gives NULL, so that it can never become SQL; the public entry points refuse
+// such records before they get here.
+std::string QuotedDate(const char (&date)[32]);
+
+// Makes `record` the video-file record that looks `path` up: type 6, every
+// other field cleared, the path copied bounded by its capacity (null reads
+// as "").
+void SetFileRecord(_VIDEO_INFO_* record, const char* path);
+
+// The mapper id that the file row of `path` points at, or -1.
+int FileMapperId(const char* path);
+
+// Owns one result of the platform and frees it when it goes.
+class ResultOwner {
+ public:
+  ResultOwner() = default;
+  ~ResultOwner() { VEXODBFreeResult(result_); }
+  ResultOwner(const ResultOwner&) = delete;
+  ResultOwner& operator=(const ResultOwner&) = delete;
+  DBResult_tag** out() { return &result_; }
+  DBResult_tag* get() const { return result_; }
+
+ private:
+  DBResult_tag* result_ = nullptr;
+};
+
+struct HandlerDeleter {
+  void operator()(_VIDEO_DB_HANDLER_* handle) const { VideoDBHandlerFree(handle); }
+};
+// A result handle of VideoDBOpenEX with exactly one owner.
+using HandlerOwner = std::unique_ptr<_VIDEO_DB_HANDLER_, HandlerDeleter>;
+
+// The text of `column` in the handle's current row, "" for NULL.
+std::string RowText(_VIDEO_DB_HANDLER_* handle, const char* column);
+// The integer in `column` of the handle's current row, 0 for NULL or no number.
+long long RowNumber(_VIDEO_DB_HANDLER_* handle, const char* column);
+
+// Runs `body` and turns an exception escaping it (memory exhausted in a
+// string or list) into a log line and `failure`.
+template <typename Result, typename Body>
+Result NoThrow(Result failure, int line, Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    LogError("%s:%d Aborted: %s", kVideoDbSource, line, e.what());
+  } catch (...) {
+    LogError("%s:%d Aborted", kVideoDbSource, line);
+  }
+  return failure;
+}
+
+}  // namespace LibKinolot
+
+#endif  // KINOLOT_DB_VIDEO_INFO_COMMON_H_
