@@ -1,0 +1,191 @@
+// VideoMetadataAPI: the web front end's view of the video library. It lists,
+// searches, opens and browses the videos of one kind at a time and answers
+// with JSON values (jsoncpp) in the wire format of the front end.
+//
+// Every operation that reads the database builds its own VideoDB objects on
+// connections of their own and closes them before it returns; the class keeps
+// no state between calls. Use one object from one thread at a time.
+//
+// The wire format, in short: identifiers are decimal texts ("42"), never JSON
+// numbers; a paged answer is {"total": n, "offset": next, "<kind key>": [...]};
+// extra information requested by a _VIDEO_ADDITIONAL_ mask sits under each
+// item's "additional" object.
+//
+// Values from callers (keywords, name fragments, years, ids) are made safe
+// before they reach SQL: texts are escaped for LIKE or quoted literals, and a
+// year or an id that is not a decimal number never reaches SQL at all.
+#ifndef KINOLOT_VIDEO_METADATA_API_H_
+#define KINOLOT_VIDEO_METADATA_API_H_
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+#include "kinolot/export.h"
+#include "kinolot/video_metadata_db.h"
+#include "kinolot/video_types.h"
+
+namespace LibKinolot {
+
+class KINOLOT_EXPORT VideoMetadataAPI {
+ public:
+  // ---------------------------------------------------------------------------
+  // JSON items from decoded rows. None of these touches the database or fails.
+  // An `array` argument must be null (it becomes an array) or an array; any
+  // other value is left alone. `object` arguments receive keys; they must be
+  // null or objects.
+
+  // Appends the list item of a row of table `type` (1 movie, 2 tvshow,
+  // 3 tvshow_episode, 4 home_video, 5 tv_record, 14 collection_map) to
+  // `array`; any other type appends nothing.
+  void DBdataToArrayHandler(_VIDEO_TABLE_TYPE_ type, _VIDEO_INFO_ALL_ row, Json::Value& array);
+  // The list items of each kind: {"id", "title", "tagline",
+  // "original_available", "metadata_locked" (only when the lock text is not
+  // empty), "mapper_id"} for movies, and the kind's own subset or superset.
+  void DBdataToMovieArray(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  // Appends the show unless an equal item is already in `array`.
+  void DBdataToTVshowArray(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  void DBdataToTVEpisodesArray(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  void DBdataToHomeArray(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  void DBdataToTVrecord(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  void DBdataToCollectionMap(_VIDEO_INFO_ALL_ row, Json::Value& array);
+  // Appends `item` to `array` unless an element equal to it (deep equality)
+  // is already there. Nothing happens unless `array` is an array, or `item`
+  // is an object or a string; nor when `array` is neither null nor an array.
+  void AppendObjectToArray(const Json::Value& item, Json::Value& array);
+  // Appends the browse entry {"id", "name"} of a grouped category row; for the
+  // year category both are the year text, for unknown categories both are "".
+  void DBdataToMetadataArray(_VIDEO_CATEGORY_ category, _VIDEO_INFO_ALL_ row, Json::Value& array);
+  // Sets "id" (the row's collection id) and "title" on `object`.
+  void CreateCollectionObject(_VIDEO_INFO_ALL_ row, Json::Value& object);
+  // Sets the episode detail keys "season", "episode" (texts), "create_date",
+  // "modify_date" and "tag_line" on `object`.
+  void CreateTVshowEpisode(_VIDEO_INFO_ALL_ row, Json::Value& object);
+  // Sets the keys of a video file (id, path, size, duration, codecs,
+  // resolution, bit rates, channels; all texts) on `object`.
+  void CreateFilesObject(_VIDEO_INFO_ALL_ row, Json::Value& object);
+  // Returns "H:MM:SS". The hours wrap at 60, so 216000 seconds give "0:00:00".
+  std::string CreateDurationFormat(unsigned int seconds);
+
+  // ---------------------------------------------------------------------------
+  // Additional information: the pieces named by a _VIDEO_ADDITIONAL_ mask,
+  // fetched with one query per piece for all items at once and attached under
+  // each item's "additional" object. Nothing here reports failure: a failed
+  // query leaves what was already attached.
+
+  // Attaches every requested piece to `items`, the array of list items of the
+  // kind `type` whose table is `mainTable`. Only items whose "id" is a
+  // decimal text take part.
+  void AdditionalHandler(_VIDEO_TABLE_TYPE_ type, _VIDEO_ADDITIONAL_ additional,
+                         const std::string& mainTable, Json::Value& items);
+  // Fetches one piece (`additionalTable`, e.g. "actor") for the items that
+  // `idConditions` ("id=12", ...) select from `mainTable`, and attaches it.
+  void Additional(const std::string& mainTable, const std::string& additionalTable,
+                  const std::vector<std::string>& idConditions, Json::Value& items);
+  // Runs the query of one piece and groups its rows into `grouped`, an object
+  // keyed by the owner's id text. Does nothing unless `grouped` is an object.
+  void SelectAdditional(const std::string& mainTable, const std::string& additionalTable,
+                        const std::vector<std::string>& idConditions, Json::Value& grouped);
+  // Adds one row of `additionalTable` to `grouped`.
+  void DBdataToAdditionalObject(const std::string& additionalTable, _VIDEO_INFO_ALL_ row,
+                                Json::Value& grouped);
+  // Sets item["additional"][<piece key>] for every item whose owner key
+  // matches a member of `grouped`.
+  void AddAdditionalToArray(const std::string& additionalTable, const Json::Value& grouped,
+                            Json::Value& items);
+
+  // ---------------------------------------------------------------------------
+  // List, Search and GetInfo of one kind (`type` 1 to 5; GetInfo also 13).
+
+  // Pages through the videos of `type` under the filters (see FilterHandler:
+  // `filterKeyword` is the TV show id of an episode list; `filterA` to
+  // `filterD` are actor, director, writer and genre row ids, "" for videos
+  // without any, null for no filter; `filterE` is the year). `sortBy` is a
+  // column of the kind's table, empty for none. Fills `answer` with "total",
+  // "offset" (offset + items returned) and the kind's item array. `count` is
+  // only ever set to 0. Returns false for an unsupported type (nothing
+  // touched) and on a database failure (`answer` then holds total 0, offset 0
+  // and an empty array).
+  bool List(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsigned long limit,
+            _VIDEO_ADDITIONAL_ additional, const std::string& sortBy, _ORDER_DIRECTION_ direction,
+            const std::string& filterKeyword, const char* filterA, const char* filterB,
+            const char* filterC, const char* filterD, std::string filterE, Json::Value& answer,
+            unsigned long& total, unsigned long& count);
+  // As List, but either by `keywords`, an object of column -> text to find,
+  // any of which may match, or (when `keywords` is empty) by the filters, the
+  // person and genre values then being name fragments, `filterX` a title
+  // fragment and `filterY` a channel name fragment. A `keywords` value that
+  // is not an object, or that names something other than a column, fails.
+  bool Search(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsigned long limit,
+              _VIDEO_ADDITIONAL_ additional, const std::string& sortBy, _ORDER_DIRECTION_ direction,
+              Json::Value keywords, const std::string& filterX, const std::string& filterY,
+              const char* filterA, const char* filterB, const char* filterC, const char* filterD,
+              std::string filterE, Json::Value& answer, unsigned long& total, unsigned long& count);
+  // Sets `answer` to {"<kind key>": [item]} for the video whose id is `id`
+  // (a decimal text), with the requested additional information; an episode
+  // may also get its show's summary and extra information (0x200, 0x400).
+  // Always returns true: an unsupported type, an empty or non-decimal id or a
+  // failed query leave `answer` as built so far (at first an empty object).
+  bool GetInfo(_VIDEO_TABLE_TYPE_ type, _VIDEO_ADDITIONAL_ additional, const std::string& id,
+               Json::Value& answer);
+
+  // ---------------------------------------------------------------------------
+  // Filters: joins and conditions added to a query before it runs.
+
+  // Adds the conditions of a request to `db`, whose main table is `table`.
+  // `cap` 1 lists (person and genre values are row ids), 2 searches (they are
+  // name fragments, and the title and channel fragments apply). A null person
+  // or genre pointer is no filter, an empty text selects videos without any
+  // such row. A `year` or `showId` that is not a decimal number matches no
+  // video.
+  void FilterHandler(VideoDB& db, _VIDEO_TABLE_TYPE_ type, _VIDEO_ACTION_CAP_ cap,
+                     const std::string& table, const std::string& titleKeyword,
+                     const std::string& showId, const std::string& channelKeyword,
+                     const char* actor, const char* director, const char* writer, const char* genre,
+                     std::string year);
+  // Joins `filterTable` (actor, director, writer or gnere) and requires its
+  // value to contain `name`, case-insensitively and literally (no wildcards).
+  void FilterName(VideoDB& db, const std::string& filterTable, const std::string& name);
+  // Joins `filterTable` and requires its value to equal the value of its row
+  // `id`: every video carrying that name matches.
+  void FilterId(VideoDB& db, const std::string& filterTable, const std::string& id);
+  // Sets `value` to the value column of row `id` of `filterTable`; leaves it
+  // empty when there is no such row or `id` is not a decimal number.
+  void GetValueById(const std::string& filterTable, const std::string& id, std::string& value);
+  // Adds one condition matching videos of `type` (1, 2 or 4) for which any
+  // member of `keywords` (column -> text) occurs in that column. Returns
+  // false, adding nothing, for other types, for a `keywords` value that is
+  // not an object, for a member name that is not a plain column name and when
+  // a text cannot be escaped.
+  bool GlobalSearch(VideoDB& db, _VIDEO_TABLE_TYPE_ type, const Json::Value& keywords);
+
+  // ---------------------------------------------------------------------------
+  // Category browse.
+
+  // Lists one page of the distinct actors, directors, writers, genres or
+  // years among the videos of `type` (1, 3, 4 or 5) as {"total", "offset",
+  // "metadatas": [{"id", "name"}, ...]}. `keyword` (may be null) narrows the
+  // names to those containing it; only when it is null, an unknown entry {}
+  // ends every page if some video has no value in the category. `count` is
+  // only ever set to 0. Returns false for an unsupported type and on a
+  // database failure, `answer` then holding total 0, offset 0 and no entries.
+  bool CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ category, unsigned long offset,
+                      unsigned long limit, _ORDER_DIRECTION_ direction, const char* keyword,
+                      Json::Value& answer, unsigned long& total, unsigned long& count);
+
+  // ---------------------------------------------------------------------------
+  // JSON file output helpers.
+
+  // Writes `value`, indented with tabs, to "/volume1/@tmp/output", replacing
+  // its content. Returns 0, also when the file cannot be opened.
+  int WriteJsonToFile(Json::Value value);
+  // Finds the first element of `array` whose "id" text equals `id` and sets
+  // `index` to its position. Returns false, leaving `index` alone, when `id`
+  // is empty or no element matches.
+  bool VerifyExistInJsonArray(std::string id, Json::Value array, unsigned int& index);
+};
+
+}  // namespace LibKinolot
+
+#endif  // KINOLOT_VIDEO_METADATA_API_H_

@@ -1,0 +1,88 @@
+// Small pieces shared by the units of VideoMetadataAPI: look-ups in the
+// process-wide table maps that never insert, checks and conversions of the
+// texts that callers send, and the escaping of values on their way into SQL.
+#ifndef KINOLOT_METADATA_METADATA_TEXT_H_
+#define KINOLOT_METADATA_METADATA_TEXT_H_
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "kinolot/platform/vexo_db.h"
+
+// libpq declares its growable text buffer in an internal C header without
+// linkage guards, which expects this macro from the server's own headers.
+#ifndef pg_attribute_printf
+#define pg_attribute_printf(f, a) __attribute__((format(printf, f, a)))
+#endif
+extern "C" {
+#include <pqexpbuffer.h>
+}
+
+namespace LibKinolot {
+
+// The table name of a table type from gMappingTable, or "" when it has none.
+// Unlike the map's subscript, an absent key is not inserted, so types sent by
+// callers cannot grow the process-wide map.
+std::string MetadataTableName(unsigned int type);
+// The answer's array key of a video table type from gMappingKeyName, or "".
+std::string MetadataKeyName(unsigned int type);
+
+// True when `text` is one or more decimal digits and nothing else. Ids and
+// years that reach SQL without quoting are checked with this first.
+bool IsDecimalText(const std::string& text);
+
+// An identifier of a row as the wire format writes it: the unsigned decimal
+// text of its 32 bits.
+std::string IdText(int32_t id);
+
+// The text of a JSON value that has one (strings, numbers, booleans, null as
+// ""); "" for arrays and objects, whose asString() would throw.
+std::string JsonText(const Json::Value& value);
+
+// True when `value` has the member `key`; false for every value that is not
+// an object (isMember() on arrays and scalars would throw).
+bool JsonHasMember(const Json::Value& value, const char* key);
+
+// True when Json::Value::append may be called on `value` (null or array).
+bool JsonCanAppend(const Json::Value& value);
+
+// Escapes `text` for use inside a quoted LIKE pattern ("@VEXO:LVAR") or a
+// quoted literal ("@VEXO:VAR") by the rules of `connection`'s database kind.
+// False, leaving `out` alone, when the formatter fails (also for a null
+// connection).
+bool EscapeLikeText(DBConnect_tag* connection, const std::string& text, std::string& out);
+bool EscapeQuotedText(DBConnect_tag* connection, const std::string& text, std::string& out);
+
+// The text of a fixed-capacity field of a decoded row, read no further than
+// its capacity even if the terminating NUL is missing.
+template <size_t N>
+std::string FieldText(const char (&field)[N]) {
+  return std::string(field, strnlen(field, N));
+}
+
+// libpq's growable text buffer, for SQL of unbounded length, with one owner.
+class SqlBuffer {
+ public:
+  SqlBuffer() { initPQExpBuffer(&buffer_); }
+  ~SqlBuffer() { termPQExpBuffer(&buffer_); }
+  SqlBuffer(const SqlBuffer&) = delete;
+  SqlBuffer& operator=(const SqlBuffer&) = delete;
+
+  PQExpBuffer get() { return &buffer_; }
+  // The text built so far, or null when memory ran out while building it.
+  const char* text() const { return PQExpBufferDataBroken(buffer_) ? nullptr : buffer_.data; }
+
+ private:
+  PQExpBufferData buffer_;
+};
+
+// printf into a std::string of whatever length the result needs.
+std::string StringFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace LibKinolot
+
+#endif  // KINOLOT_METADATA_METADATA_TEXT_H_
