@@ -1,0 +1,187 @@
+// VideoDB's writes on its main table: inserting a row and reading back its id,
+// deleting by condition, updating one row from a column/value map, and
+// rewriting the name list (actors, directors, writers, genres) of one video.
+#include <cctype>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "db/video_metadata_db_internal.h"
+#include "foundation/heap_text.h"
+#include "foundation/log.h"
+#include "kinolot/platform/vlib_c.h"
+#include "kinolot/string_helpers.h"
+#include "kinolot/video_metadata_db.h"
+
+namespace LibKinolot {
+namespace {
+
+// True for a text of ASCII letters and digits only, such as true, false, t, f,
+// 1 or 0: such a boolean can stand bare in SQL.
+bool IsBareWord(const std::string& text) {
+  for (char c : text) {
+    if (!std::isalnum(static_cast<unsigned char>(c))) return false;
+  }
+  return !text.empty();
+}
+
+// Appends "column=value " for one entry of an update, rendered by the kind of
+// the column.
+void AppendAssignment(PQExpBuffer sql, const std::string& column, const std::string& value) {
+  const char* name = column.c_str();
+  if (column == "season" || column == "episode" || column == "year") {
+    appendPQExpBuffer(sql, "%s=%d ", name, ParseDecimalInt(value));
+  } else if (column == "originally_available" || column == "sort_time" || column == "record_time") {
+    if (value.empty()) {
+      appendPQExpBuffer(sql, "%s=NULL ", name);
+    } else {
+      appendPQExpBuffer(sql, "%s='%s' ", name, SQLEscapeString(value).c_str());
+    }
+  } else if (column == "isLock") {
+    // The lock is a boolean written bare ("isLock=true"). A value that is not
+    // a plain word is quoted instead, so that it can only ever be read as a
+    // boolean literal (or be refused by the database), never as SQL.
+    if (value.empty()) {
+      appendPQExpBuffer(sql, "%s=%s ", name, "true");
+    } else if (IsBareWord(value)) {
+      appendPQExpBuffer(sql, "%s=%s ", name, SQLEscapeString(value).c_str());
+    } else {
+      appendPQExpBuffer(sql, "%s='%s' ", name, SQLEscapeString(value).c_str());
+    }
+  } else {
+    appendPQExpBuffer(sql, "%s='%s' ", name, SQLEscapeString(value).c_str());
+  }
+}
+
+}  // namespace
+
+long VideoDB::InsertDB(const std::string& columnsAndValues) {
+  if (columnsAndValues.empty()) return -1;
+  char sql[2048];
+  int length = snprintf(sql, sizeof(sql), "INSERT INTO %s%s RETURNING id", table_name.c_str(),
+                        columnsAndValues.c_str());
+  DropResult(this);
+  // A statement cut at the buffer's end is never run: the cut could fall
+  // inside a literal or drop part of the values.
+  if (length < 0 || static_cast<size_t>(length) >= sizeof(sql)) {
+    LogError("%s:%d INSERT too long = %s", kVideoMetadataDbSource, __LINE__, sql);
+    return -1;
+  }
+  if (VEXODBExecute(connection, sql, &result) == -1) {
+    LogError("%s:%d INSERT = %s", kVideoMetadataDbSource, __LINE__, sql);
+    DropResult(this);
+    return -1;
+  }
+  if (VEXODBFetchRow(result, &row) != 0) return -1;
+  const char* id = VEXODBFetchField(result, row, "id");
+  if (id == nullptr || id[0] == '\0') return -1;
+  return static_cast<long>(ParseDecimal(id));
+}
+
+bool VideoDB::DeleteDB(const std::string& where) {
+  // Without a condition every row would go; that is never what a caller means.
+  if (where.empty()) return false;
+  char sql[2048];
+  int length =
+      snprintf(sql, sizeof(sql), "DELETE FROM %s WHERE %s", table_name.c_str(), where.c_str());
+  DropResult(this);
+  // A cut condition could match more rows than the whole one: never run it.
+  if (length < 0 || static_cast<size_t>(length) >= sizeof(sql)) {
+    LogError("%s:%d DELETE too long = %s", kVideoMetadataDbSource, __LINE__, sql);
+    return false;
+  }
+  if (VEXODBExecute(connection, sql, &result) == -1) {
+    LogError("%s:%d DELETE = %s", kVideoMetadataDbSource, __LINE__, sql);
+    DropResult(this);
+    return false;
+  }
+  return true;
+}
+
+bool VideoDB::UpdateDBEx(const std::string& keyColumn, const std::string& keyValue,
+                         const std::map<std::string, std::string>& fields) {
+  if (keyValue.empty()) return false;
+  SqlText sql;
+  printfPQExpBuffer(sql.get(), "UPDATE %s ", table_name.c_str());
+  appendPQExpBufferStr(sql.get(), "SET ");
+  bool first = true;
+  for (const auto& field : fields) {
+    if (!first) appendPQExpBufferStr(sql.get(), ",");
+    first = false;
+    AppendAssignment(sql.get(), field.first, field.second);
+  }
+  // With no fields at all this leaves "SET , modify_date", which the database
+  // refuses: an update that changes nothing is reported as a failure.
+  appendPQExpBufferStr(sql.get(), ", modify_date = current_timestamp ");
+  appendPQExpBuffer(sql.get(), "WHERE %s.%s=%d ", table_name.c_str(), keyColumn.c_str(),
+                    ParseDecimalInt(keyValue));
+
+  DropResult(this);
+  if (sql.broken()) {
+    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
+    return false;
+  }
+  if (VEXODBExecute(connection, sql.text(), nullptr) == -1) {
+    LogError("%s:%d UPDATE = %s", kVideoMetadataDbSource, __LINE__, sql.text());
+    return false;
+  }
+  return true;
+}
+
+bool VideoDB::UpdateDB(const std::string& id, const std::map<std::string, std::string>& fields) {
+  return UpdateDBEx("id", id, fields);
+}
+
+bool VideoDB::InsertList(const std::string& mapperId, const std::vector<std::string>& names) {
+  if (mapperId.empty()) return false;
+  if (!IsDecimalId(mapperId)) {
+    LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
+             mapperId.c_str());
+    return false;
+  }
+  DropResult(this);
+  // The list tables name their value column after themselves.
+  static const char kInsert[] =
+      "INSERT INTO @VEXO:VAR(@VEXO:VAR, mapper_id) VALUES('@VEXO:VAR', @VEXO:VAR)";
+  for (const std::string& name : names) {
+    HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(connection), kInsert,
+                                       table_name.c_str(), table_name.c_str(), name.c_str(),
+                                       mapperId.c_str()));
+    if (!sql) {
+      LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, kInsert,
+               VLIBCErrGet());
+      return false;
+    }
+    if (VEXODBExecute(connection, sql.get(), nullptr) == -1) {
+      LogError("%s:%d INSERT = %s", kVideoMetadataDbSource, __LINE__, sql.get());
+      return false;
+    }
+  }
+  return true;
+}
+
+bool VideoDB::DeleteList(const std::string& mapperId) {
+  if (mapperId.empty()) return false;
+  if (!IsDecimalId(mapperId)) {
+    LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
+             mapperId.c_str());
+    return false;
+  }
+  DropResult(this);
+  static const char kDelete[] = "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:VAR";
+  HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(connection), kDelete, table_name.c_str(),
+                                     mapperId.c_str()));
+  if (!sql) {
+    LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, kDelete,
+             VLIBCErrGet());
+    return false;
+  }
+  if (VEXODBExecute(connection, sql.get(), nullptr) == -1) {
+    LogError("%s:%d DELETE = %s", kVideoMetadataDbSource, __LINE__, sql.get());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace LibKinolot
