@@ -65,6 +65,16 @@ int FileMapperId(const char* path) {
   return VideoInfoMapperIDGet(VIDEO_TABLE_VIDEO_FILE, &record);
 }
 
+bool ExecLogged(DBConnect_tag* connection, const char* sql, int line) {
+  ResultOwner result;
+  if (VEXODBExecute(connection, sql, result.out()) == -1) {
+    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, line, sql,
+             VEXODBErrorGet(connection));
+    return false;
+  }
+  return true;
+}
+
 std::string RowText(_VIDEO_DB_HANDLER_* handle, const char* column) {
   const char* value = VEXODBFetchField(handle->result, handle->row, column);
   return value ? std::string(value) : std::string();

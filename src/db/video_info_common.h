@@ -90,6 +90,10 @@ std::string RowText(_VIDEO_DB_HANDLER_* handle, const char* column);
 // The integer in `column` of the handle's current row, 0 for NULL or no number.
 long long RowNumber(_VIDEO_DB_HANDLER_* handle, const char* column);
 
+// Runs the statement `sql` on `connection`; a failure is logged with the
+// SQL, the server's error text and the caller's `line`, and gives false.
+bool ExecLogged(DBConnect_tag* connection, const char* sql, int line);
+
 // Runs `body` and turns an exception escaping it (memory exhausted in a
 // string or list) into a log line and `failure`.
 template <typename Result, typename Body>

@@ -1,0 +1,270 @@
+// The savers of the four kinds of description: each is an upsert by the
+// kind's identity (title and year; show, season and episode; title and
+// record time) that keeps an existing mapper id, followed by the side tables.
+#include <cstdlib>
+#include <string>
+
+#include "db/video_info_common.h"
+#include "db/video_info_mapper.h"
+#include "db/video_info_save.h"
+#include "db/video_info_side.h"
+#include "foundation/heap_text.h"
+#include "kinolot/platform/vlib_c.h"
+#include "kinolot/video_info_store.h"
+
+namespace LibKinolot {
+namespace {
+
+// plus_info is kept as styled JSON text; an empty value is stored as "".
+std::string PlusInfoText(const Json::Value& value) {
+  return value.empty() ? std::string() : value.toStyledString();
+}
+
+// Stores plus_info (when `plusInfo` is given) and summary under
+// `mapperId`. Failures are logged and do not stop the save.
+void SaveSideTexts(int mapperId, const Json::Value* plusInfo, const std::string& summary) {
+  if (plusInfo != nullptr &&
+      VideoInfoSideSave(VIDEO_TABLE_PLUS_INFO, mapperId, PlusInfoText(*plusInfo).c_str()) < 0) {
+    LogError("%s:%d Save and return plus_info_id failed", kVideoDbSource, __LINE__);
+  }
+  if (VideoInfoSideSave(VIDEO_TABLE_SUMMARY, mapperId, summary.c_str()) < 0) {
+    LogError("%s:%d Save and return summary_id failed", kVideoDbSource, __LINE__);
+  }
+}
+
+void LogFormatFailure(int line) {
+  LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, line, VLIBCErrGet());
+}
+
+// Runs an UPDATE or INSERT of the show that ends in "RETURNING id" and gives
+// the show row's id, or -1 after logging `noRow` when it returned no row.
+int ShowRowId(DBConnect_tag* connection, const char* sql, const char* noRow, int line) {
+  ResultOwner result;
+  if (VEXODBSelectLimit(connection, sql, -1, -1, result.out()) == -1) {
+    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, line, sql,
+             VEXODBErrorGet(connection));
+    return -1;
+  }
+  unsigned int row = 0;
+  const char* id = nullptr;
+  if (VEXODBFetchRow(result.get(), &row) == 0) id = VEXODBFetchField(result.get(), row, "id");
+  if (id == nullptr) {
+    LogError(noRow, kVideoDbSource, line);
+    return -1;
+  }
+  return atoi(id);
+}
+
+// Saves the show of the episode `info`: returns its row id (what episodes
+// refer to) and its mapper id through `showMapperId`, or -1.
+int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info, int* showMapperId) {
+  int mapperId = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW, info);
+  std::string sortTitle = FieldText(info->sort_title);
+  std::string available = QuotedDate(info->tvshow_originally_available);
+  std::string sortTime = QuotedDate(info->tvshow_sort_time);
+  int showId = -1;
+  if (mapperId >= 0) {
+    HeapText sql(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "UPDATE tvshow SET sort_title = '@VEXO:VAR', originally_available = @VEXO:NEVAR, "
+        "sort_time = @VEXO:NEVAR, modify_date = current_timestamp WHERE mapper_id = @VEXO:INT "
+        "RETURNING id",
+        sortTitle.c_str(), available.c_str(), sortTime.c_str(), mapperId));
+    if (!sql) {
+      LogFormatFailure(__LINE__);
+      return -1;
+    }
+    showId = ShowRowId(connection, sql.get(), "%s:%d Get tvshow_id failed", __LINE__);
+  } else {
+    mapperId = VideoInfoMapperSave(VIDEO_TYPE_TVSHOW);
+    if (mapperId < 0) {
+      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, mapperId);
+      return -1;
+    }
+    HeapText sql(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "INSERT INTO tvshow(title, sort_title, year, originally_available, sort_time, mapper_id) "
+        "VALUES('@VEXO:VAR', '@VEXO:VAR', @VEXO:INT, @VEXO:NEVAR, @VEXO:NEVAR, @VEXO:INT) "
+        "RETURNING id",
+        FieldText(info->title).c_str(), sortTitle.c_str(), info->tvshow_year, available.c_str(),
+        sortTime.c_str(), mapperId));
+    if (!sql) {
+      LogFormatFailure(__LINE__);
+      return -1;
+    }
+    showId = ShowRowId(connection, sql.get(), "%s:%d VEXODBFetchRow failed", __LINE__);
+  }
+  if (showId < 0) return -1;
+  SaveSideTexts(mapperId, &info->tvshow_plus_info, FieldText(info->tvshow_summary));
+  *showMapperId = mapperId;
+  return showId;
+}
+
+// The upsert shared by home videos and TV recordings.
+int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
+  if (info == nullptr) {
+    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  DBConnect_tag* connection = VideoDBConnGet();
+  if (connection == nullptr) {
+    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  _VIDEO_TABLE_TYPE_ table = tvRecord ? VIDEO_TABLE_TV_RECORD : VIDEO_TABLE_HOME_VIDEO;
+  int id = VideoInfoMapperIDGet(table, info);
+  std::string sortTitle = FieldText(info->sort_title);
+  std::string channel = FieldText(info->channel_name);
+  HeapText sql;
+  if (id >= 0) {
+    if (tvRecord) {
+      sql.reset(VEXODBEscapeStringEX3(
+          kVexoDBKindPostgreSQL,
+          "UPDATE tv_record SET channel_name = '@VEXO:VAR', sort_title = '@VEXO:VAR', "
+          "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT",
+          channel.c_str(), sortTitle.c_str(), id));
+    } else {
+      sql.reset(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
+                                      "UPDATE home_video SET sort_title = '@VEXO:VAR', modify_date "
+                                      "= current_timestamp WHERE mapper_id = @VEXO:INT",
+                                      sortTitle.c_str(), id));
+    }
+  } else {
+    id = VideoInfoMapperSave(info->type);
+    if (id < 0) {
+      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, id);
+      return -1;
+    }
+    std::string title = FieldText(info->title);
+    std::string recordTime = QuotedDate(info->record_time);
+    if (tvRecord) {
+      sql.reset(VEXODBEscapeStringEX3(
+          kVexoDBKindPostgreSQL,
+          "INSERT INTO tv_record(title, sort_title, channel_name, record_time, mapper_id) "
+          "VALUES('@VEXO:VAR', '@VEXO:VAR', '@VEXO:VAR', @VEXO:NEVAR, @VEXO:INT)",
+          title.c_str(), sortTitle.c_str(), channel.c_str(), recordTime.c_str(), id));
+    } else {
+      sql.reset(VEXODBEscapeStringEX3(
+          kVexoDBKindPostgreSQL,
+          "INSERT INTO home_video(title, sort_title, record_time, mapper_id) VALUES('@VEXO:VAR', "
+          "'@VEXO:VAR', @VEXO:NEVAR, @VEXO:INT)",
+          title.c_str(), sortTitle.c_str(), recordTime.c_str(), id));
+    }
+  }
+  if (!sql) {
+    LogFormatFailure(__LINE__);
+    return -1;
+  }
+  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
+  SaveSideTexts(id, nullptr, FieldText(info->summary));
+  return id;
+}
+
+}  // namespace
+
+int VideoInfoMovieSave(_VIDEO_INFO_* info) {
+  if (info == nullptr) {
+    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  DBConnect_tag* connection = VideoDBConnGet();
+  if (connection == nullptr) {
+    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  int id = VideoInfoMapperIDGet(VIDEO_TABLE_MOVIE, info);
+  std::string sortTitle = FieldText(info->sort_title);
+  std::string tagLine = FieldText(info->tag_line);
+  std::string available = QuotedDate(info->originally_available);
+  std::string sortTime = QuotedDate(info->sort_time);
+  HeapText sql;
+  if (id >= 0) {
+    // Title and year are the identity and stay as they are.
+    sql.reset(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "UPDATE movie SET sort_title = '@VEXO:VAR', tag_line = '@VEXO:VAR', "
+        "originally_available = @VEXO:NEVAR, sort_time = @VEXO:NEVAR, modify_date = "
+        "current_timestamp WHERE mapper_id = @VEXO:INT",
+        sortTitle.c_str(), tagLine.c_str(), available.c_str(), sortTime.c_str(), id));
+  } else {
+    id = VideoInfoMapperSave(info->type);
+    if (id < 0) {
+      LogError("%s:%d VideoInfoMapperSave failed for %s", kVideoDbSource, __LINE__,
+               VideoTypeGetName(info->type));
+      return -1;
+    }
+    sql.reset(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "INSERT INTO movie(title, sort_title, tag_line, year, originally_available, sort_time, "
+        "mapper_id) VALUES('@VEXO:VAR', '@VEXO:VAR', '@VEXO:VAR', @VEXO:INT, @VEXO:NEVAR, "
+        "@VEXO:NEVAR, @VEXO:INT)",
+        FieldText(info->title).c_str(), sortTitle.c_str(), tagLine.c_str(), info->year,
+        available.c_str(), sortTime.c_str(), id));
+  }
+  if (!sql) {
+    LogFormatFailure(__LINE__);
+    return -1;
+  }
+  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
+  SaveSideTexts(id, &info->plus_info, FieldText(info->summary));
+  return id;
+}
+
+int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
+  if (info == nullptr) {
+    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  DBConnect_tag* connection = VideoDBConnGet();
+  if (connection == nullptr) {
+    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
+    return -1;
+  }
+  int showMapperId = -1;
+  int showId = SaveShow(connection, info, &showMapperId);
+  if (showId < 0) return -1;
+
+  int id = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW_EPISODE, info);
+  std::string tagLine = FieldText(info->tag_line);
+  std::string available = QuotedDate(info->originally_available);
+  std::string sortTime = QuotedDate(info->sort_time);
+  HeapText sql;
+  if (id >= 0) {
+    sql.reset(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "UPDATE tvshow_episode SET tag_line = '@VEXO:VAR', year = @VEXO:INT, "
+        "originally_available = @VEXO:NEVAR, sort_time = @VEXO:NEVAR, modify_date = "
+        "current_timestamp WHERE mapper_id = @VEXO:INT",
+        tagLine.c_str(), info->year, available.c_str(), sortTime.c_str(), id));
+  } else {
+    id = VideoInfoMapperSave(VIDEO_TYPE_TVSHOW_EPISODE);
+    if (id < 0) {
+      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, id);
+      return -1;
+    }
+    sql.reset(VEXODBEscapeStringEX3(
+        kVexoDBKindPostgreSQL,
+        "INSERT INTO tvshow_episode(season, episode, tag_line, year, originally_available, "
+        "sort_time, tvshow_id, mapper_id) VALUES(@VEXO:INT, @VEXO:INT, '@VEXO:VAR', @VEXO:INT, "
+        "@VEXO:NEVAR, @VEXO:NEVAR, @VEXO:INT, @VEXO:INT)",
+        info->season, info->episode, tagLine.c_str(), info->year, available.c_str(),
+        sortTime.c_str(), showId, id));
+  }
+  if (!sql) {
+    LogFormatFailure(__LINE__);
+    return -1;
+  }
+  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
+  SaveSideTexts(id, &info->plus_info, FieldText(info->summary));
+  return id;
+}
+
+int VideoInfoHomeVideoSave(_VIDEO_INFO_* info) {
+  return SaveRecording(info, false);
+}
+
+int VideoInfoTVRecordSave(_VIDEO_INFO_* info) {
+  return SaveRecording(info, true);
+}
+
+}  // namespace LibKinolot
