@@ -1,0 +1,234 @@
+// The JSON items of the metadata API's wire format, from rows decoded off the
+// real server and from hand-made rows for the edge values, and the helpers
+// over finished answers.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "kinolot/video_metadata_db.h"
+#include "support/metadata_library.h"
+
+using namespace LibKinolot;
+
+namespace kinolot_test {
+namespace {
+
+class MetadataItemsTest : public MetadataTest {
+ protected:
+  // A row with every field empty or 0.
+  static _VIDEO_INFO_ALL_ EmptyRow() {
+    _VIDEO_INFO_ALL_ row;
+    memset(&row, 0, sizeof(row));
+    return row;
+  }
+  static Json::Value Parse(const std::string& text) {
+    Json::Value value;
+    Json::Reader().parse(text, value);
+    return value;
+  }
+};
+
+TEST_F(MetadataItemsTest, MovieRowsFromTheServerBecomeWireItems) {
+  AddLibrary();
+  VideoDB db(nullptr, "movie");
+  ASSERT_EQ(db.SelectDB("*", "id", ORDER_DIRECTION_ASC, 0, 2, ""), 2);
+  Json::Value items;
+  _VIDEO_INFO_ALL_ row;
+  while (db.NextRow() && db.FetchVideoItem(row))
+    api_.DBdataToArrayHandler(VIDEO_TABLE_MOVIE, row, items);
+  // Movie 1 has a date and is locked; movie 2 falls back to its year.
+  EXPECT_EQ(items, Parse(R"([
+    {"id": "1", "title": "Alpha", "tagline": "First", "original_available": "2001-05-04",
+     "metadata_locked": true, "mapper_id": "1"},
+    {"id": "2", "title": "beta", "tagline": "", "original_available": "2003",
+     "metadata_locked": false, "mapper_id": "2"}])"));
+}
+
+TEST_F(MetadataItemsTest, EachKindHasItsOwnShape) {
+  _VIDEO_INFO_ALL_ row = EmptyRow();
+  row.id = 4;
+  row.tvshow_id = 2;
+  row.mapper_id = 40;
+  row.tvshow_mapper_id = 20;
+  row.season = 3;
+  row.episode = 11;
+  strcpy(row.title, "T");
+  strcpy(row.tag_line, "Tag");
+  strcpy(row.year, "2009");
+  strcpy(row.tvshow_year, "2001");
+  strcpy(row.tvshow_originally_available, "2001-02-03");
+  strcpy(row.record_time, "2012-06-01 10:00:00");
+  strcpy(row.channel_name, "Arte");
+  strcpy(row.type, "movie");
+
+  Json::Value items;
+  api_.DBdataToArrayHandler(VIDEO_TABLE_TVSHOW_EPISODE, row, items);
+  api_.DBdataToArrayHandler(VIDEO_TABLE_HOME_VIDEO, row, items);
+  api_.DBdataToArrayHandler(VIDEO_TABLE_TV_RECORD, row, items);
+  api_.DBdataToArrayHandler(VIDEO_TABLE_COLLECTION_MAP, row, items);
+  api_.DBdataToArrayHandler(VIDEO_TABLE_TVSHOW, row, items);
+  // Tables that are not listed kinds add nothing.
+  api_.DBdataToArrayHandler(VIDEO_TABLE_COLLECTION, row, items);
+  api_.DBdataToArrayHandler(VIDEO_TABLE_VIDEO_FILE, row, items);
+  // Without a lock text there is no "metadata_locked" at all; only "season"
+  // and "episode" of the episode item are numbers.
+  EXPECT_EQ(items, Parse(R"([
+    {"id": "4", "tvshow_id": "2", "title": "T", "tagline": "Tag", "original_available": "2009",
+     "season": 3, "episode": 11, "tvshow_mapper_id": "20",
+     "tvshow_original_available": "2001-02-03", "mapper_id": "40"},
+    {"id": "4", "title": "T", "record_date": "2012-06-01 10:00:00", "mapper_id": "40"},
+    {"id": "4", "title": "T", "record_date": "2012-06-01 10:00:00", "channel_name": "Arte",
+     "mapper_id": "40"},
+    {"id": "4", "title": "T", "time": "2009", "type": "movie", "mapper_id": "40"},
+    {"id": "4", "title": "T", "original_available": "2009", "mapper_id": "40"}])"));
+  EXPECT_TRUE(items[0]["season"].isInt());
+
+  // Both dates empty give "" rather than a missing key.
+  row.year[0] = '\0';
+  row.tvshow_originally_available[0] = '\0';
+  Json::Value episode;
+  api_.DBdataToTVEpisodesArray(row, episode);
+  EXPECT_EQ(episode[0]["original_available"], Json::Value(""));
+  EXPECT_EQ(episode[0]["tvshow_original_available"], Json::Value("2001"));
+}
+
+TEST_F(MetadataItemsTest, ShowsAreListedOnceButDifferingShowsTwice) {
+  _VIDEO_INFO_ALL_ row = EmptyRow();
+  row.id = 1;
+  strcpy(row.title, "Show");
+  strcpy(row.isLock, "f");
+  Json::Value shows;
+  api_.DBdataToTVshowArray(row, shows);
+  api_.DBdataToTVshowArray(row, shows);
+  ASSERT_EQ(shows.size(), 1u);
+  strcpy(row.isLock, "t");
+  api_.DBdataToTVshowArray(row, shows);
+  ASSERT_EQ(shows.size(), 2u);
+  EXPECT_EQ(shows[1]["metadata_locked"], Json::Value(true));
+
+  // The same rule for any value; values that cannot be listed are refused.
+  Json::Value list;
+  api_.AppendObjectToArray(Json::Value(5), list);
+  EXPECT_TRUE(list.isNull()) << "a number is not appended to a null array";
+  api_.AppendObjectToArray(Json::Value("a"), list);
+  api_.AppendObjectToArray(Json::Value("a"), list);
+  api_.AppendObjectToArray(Json::Value(5), list);
+  api_.AppendObjectToArray(Json::Value(5), list);
+  EXPECT_EQ(list, Parse(R"(["a", 5])"));
+  Json::Value notAnArray(Json::objectValue);
+  notAnArray["x"] = 1;
+  api_.AppendObjectToArray(shows[0], notAnArray);
+  api_.DBdataToMovieArray(row, notAnArray);
+  EXPECT_EQ(notAnArray, Parse(R"({"x": 1})"));
+}
+
+TEST_F(MetadataItemsTest, BrowseEntriesNameTheCategoryValue) {
+  _VIDEO_INFO_ALL_ row = EmptyRow();
+  row.id = 17;
+  strcpy(row.actor, "Ann");
+  strcpy(row.director, "Dee");
+  strcpy(row.writer, "Wes");
+  strcpy(row.gnere, "Drama");
+  strcpy(row.year, "1999");
+  Json::Value entries;
+  for (int category = 1; category <= 6; ++category) {
+    api_.DBdataToMetadataArray(static_cast<_VIDEO_CATEGORY_>(category), row, entries);
+  }
+  EXPECT_EQ(entries, Parse(R"([{"id": "17", "name": "Ann"}, {"id": "17", "name": "Dee"},
+    {"id": "17", "name": "Wes"}, {"id": "17", "name": "Drama"}, {"id": "1999", "name": "1999"},
+    {"id": "", "name": ""}])"));
+}
+
+TEST_F(MetadataItemsTest, DetailObjectsOfFilesEpisodesAndCollections) {
+  AddLibrary();
+  VideoDB files(nullptr, "video_file");
+  files.AddCondtion("id=1");
+  ASSERT_EQ(files.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, ""), 1);
+  _VIDEO_INFO_ALL_ row;
+  ASSERT_TRUE(files.NextRow() && files.FetchVideoItem(row));
+  Json::Value file;
+  api_.CreateFilesObject(row, file);
+  EXPECT_EQ(file, Parse(R"({"id": "1", "path": "/v/alpha.mkv", "filesize": "5000000000",
+    "duration": "1:02:05", "container_type": "mkv", "video_codec": "h264", "audio_codec": "aac",
+    "resolutionx": "1920", "resolutiony": "1080", "frame_bitrate": "25", "video_bitrate": "8000",
+    "audio_bitrate": "192", "channel": "6"})"));
+
+  row = EmptyRow();
+  row.season = 2;
+  row.episode = 7;
+  row.collection_id = 9;
+  row.id = 3;
+  strcpy(row.tag_line, "Tag");
+  strcpy(row.title, "Favs");
+  strcpy(row.create_date, "2020-01-01 00:00:00");
+  Json::Value episode;
+  api_.CreateTVshowEpisode(row, episode);
+  EXPECT_EQ(episode, Parse(R"({"season": "2", "episode": "7", "create_date": "2020-01-01 00:00:00",
+    "modify_date": "", "tag_line": "Tag"})"));
+  Json::Value collection;
+  api_.CreateCollectionObject(row, collection);
+  EXPECT_EQ(collection, Parse(R"({"id": "9", "title": "Favs"})"));
+}
+
+TEST_F(MetadataItemsTest, DurationsWrapAtSixtyHours) {
+  EXPECT_EQ(api_.CreateDurationFormat(0), "0:00:00");
+  EXPECT_EQ(api_.CreateDurationFormat(59), "0:00:59");
+  EXPECT_EQ(api_.CreateDurationFormat(3725), "1:02:05");
+  EXPECT_EQ(api_.CreateDurationFormat(86399), "23:59:59");
+  EXPECT_EQ(api_.CreateDurationFormat(216000), "0:00:00");
+  EXPECT_EQ(api_.CreateDurationFormat(216000 + 3 * 3600 + 61), "3:01:01");
+  EXPECT_EQ(api_.CreateDurationFormat(4294967295u), "6:28:15");
+}
+
+TEST_F(MetadataItemsTest, FindsTheFirstItemWithAnId) {
+  Json::Value items = Parse(R"([{"title": "no id"}, 5, {"id": "7"}, {"id": 8}, {"id": "7"}])");
+  unsigned int index = 99;
+  EXPECT_TRUE(api_.VerifyExistInJsonArray("7", items, index));
+  EXPECT_EQ(index, 2u);
+  EXPECT_TRUE(api_.VerifyExistInJsonArray("8", items, index));
+  EXPECT_EQ(index, 3u);
+  index = 99;
+  EXPECT_FALSE(api_.VerifyExistInJsonArray("07", items, index));
+  EXPECT_FALSE(api_.VerifyExistInJsonArray("", items, index));
+  EXPECT_FALSE(api_.VerifyExistInJsonArray("7", Parse(R"({"id": "7"})"), index));
+  EXPECT_EQ(index, 99u);
+}
+
+TEST_F(MetadataItemsTest, WritesJsonToTheScratchFile) {
+  const char kDir[] = "/volume1/@tmp";
+  const char kPath[] = "/volume1/@tmp/output";
+  bool madeVolume = mkdir("/volume1", 0755) == 0;
+  bool madeDir = mkdir(kDir, 0755) == 0;
+  if (access(kDir, W_OK) != 0) {
+    if (madeVolume) rmdir("/volume1");
+    GTEST_SKIP() << "cannot create " << kDir;
+  }
+  bool hadFile = access(kPath, F_OK) == 0;
+  if (!hadFile) {
+    std::ofstream(kPath) << "an earlier, longer dump that must not survive";
+  }
+  Json::Value value = Parse(R"({"movies": [{"id": "1", "title": "Alpha"}], "total": 1})");
+  EXPECT_EQ(api_.WriteJsonToFile(value), 0);
+  std::ifstream in(kPath);
+  std::stringstream text;
+  text << in.rdbuf();
+  EXPECT_EQ(Parse(text.str()), value);
+  EXPECT_NE(text.str().find("\n\t\"movies\""), std::string::npos) << text.str();
+
+  EXPECT_EQ(api_.WriteJsonToFile(Json::Value(Json::objectValue)), 0);
+  std::ifstream again(kPath);
+  std::stringstream empty;
+  empty << again.rdbuf();
+  EXPECT_EQ(empty.str(), "{}\n");
+
+  if (!hadFile) unlink(kPath);
+  if (madeDir) rmdir(kDir);
+  if (madeVolume) rmdir("/volume1");
+}
+
+}  // namespace
+}  // namespace kinolot_test

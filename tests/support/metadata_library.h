@@ -1,0 +1,120 @@
+// A small video library for the tests of the metadata API, inserted with raw
+// SQL through the fixture's own connection, and the fixture that holds it.
+//
+// Ids are given explicitly so that tests can name the rows they expect. The
+// mapper ids:
+//   1-5   movies: Alpha (locked, dated), beta, "Sale 50% Off", "Sale 500 Off",
+//         "O'Brien Story"
+//   6     TV show "Show One" (show id 1) with episodes 7 (S1E1) and 8 (S1E2)
+//   9     TV show "Show Two" (show id 2) without episodes
+//   10-11 home videos Birthday (2012) and Holiday (2014)
+//   12-13 TV recordings News (Channel 5) and Film Night (Arte)
+// People and genres: actor "Ann Lee" on movies 1, 2 and episode 7, "Bob Roe"
+// on movie 1, "Cara Diaz" on movie 5, "Dan Fox" on episode 8; director "Zed"
+// on movie 1; writer "Wes" on movie 2; genres Drama (movies 1 and 5) and
+// Comedy (movie 2). Summaries and extra information for movie 1 and show 1,
+// two files for movie 1 and one for episode 7, and collection 1 "Favs"
+// holding movie 1.
+#ifndef KINOLOT_TESTS_SUPPORT_METADATA_LIBRARY_H_
+#define KINOLOT_TESTS_SUPPORT_METADATA_LIBRARY_H_
+
+#include <json/json.h>
+
+#include <string>
+
+#include "kinolot/video_metadata_api.h"
+#include "support/test_database.h"
+
+namespace kinolot_test {
+
+class MetadataTest : public DatabaseTest {
+ protected:
+  void AddLibrary() {
+    Exec(
+        "INSERT INTO mapper(id, type) VALUES (1,'movie'),(2,'movie'),(3,'movie'),(4,'movie'),"
+        "(5,'movie'),(6,'tvshow'),(7,'tvshow_episode'),(8,'tvshow_episode'),(9,'tvshow'),"
+        "(10,'home_video'),(11,'home_video'),(12,'tv_record'),(13,'tv_record')");
+    Exec(
+        "INSERT INTO movie(id, mapper_id, title, sort_title, tag_line, year, originally_available,"
+        " sort_time, isLock) VALUES"
+        " (1, 1, 'Alpha', 'alpha', 'First', 2001, '2001-05-04', '2001-05-04', true),"
+        " (2, 2, 'beta', 'Beta', '', 2003, NULL, NULL, false),"
+        " (3, 3, 'Sale 50% Off', 'Sale 50% Off', '', 2003, NULL, NULL, false),"
+        " (4, 4, 'Sale 500 Off', 'Sale 500 Off', '', 2005, NULL, NULL, false),"
+        " (5, 5, 'O''Brien Story', 'OBrien Story', '', 1999, NULL, NULL, false)");
+    Exec(
+        "INSERT INTO tvshow(id, mapper_id, title, sort_title, year, originally_available) VALUES"
+        " (1, 6, 'Show One', 'Show One', 2010, '2010-01-01'),"
+        " (2, 9, 'Show Two', 'Show Two', 2015, NULL)");
+    Exec(
+        "INSERT INTO tvshow_episode(id, mapper_id, tvshow_id, season, episode, tag_line, year,"
+        " originally_available) VALUES"
+        " (1, 7, 1, 1, 1, 'Pilot', 2010, '2010-01-01'),"
+        " (2, 8, 1, 1, 2, '', 2011, NULL)");
+    Exec(
+        "INSERT INTO home_video(id, mapper_id, title, sort_title, record_time) VALUES"
+        " (1, 10, 'Birthday', 'Birthday', '2012-06-01 10:00:00'),"
+        " (2, 11, 'Holiday', 'Holiday', '2014-08-01 09:00:00')");
+    Exec(
+        "INSERT INTO tv_record(id, mapper_id, title, sort_title, record_time, channel_name) VALUES"
+        " (1, 12, 'News', 'News', '2020-01-01 20:00:00', 'Channel 5'),"
+        " (2, 13, 'Film Night', 'Film Night', '2021-02-02 21:00:00', 'Arte')");
+    Exec(
+        "INSERT INTO actor(id, mapper_id, actor) VALUES (1, 1, 'Ann Lee'), (2, 1, 'Bob Roe'),"
+        " (3, 2, 'Ann Lee'), (4, 5, 'Cara Diaz'), (5, 7, 'Ann Lee'), (6, 8, 'Dan Fox')");
+    Exec("INSERT INTO director(id, mapper_id, director) VALUES (1, 1, 'Zed')");
+    Exec("INSERT INTO writer(id, mapper_id, writer) VALUES (1, 2, 'Wes')");
+    Exec(
+        "INSERT INTO gnere(id, mapper_id, gnere) VALUES (1, 1, 'Drama'), (2, 2, 'Comedy'),"
+        " (3, 5, 'Drama')");
+    Exec("INSERT INTO summary(id, mapper_id, summary) VALUES (1, 1, 'Sum A'), (2, 6, 'Sum Show')");
+    Exec(
+        "INSERT INTO plus_info(id, mapper_id, plus_info) VALUES (1, 1, '{\"k\":\"v\"}'),"
+        " (2, 6, '{\"rating\":\"9\"}')");
+    Exec(
+        "INSERT INTO video_file(id, mapper_id, path, filesize, duration, container_type,"
+        " video_codec, audio_codec, resolutionX, resolutionY, frame_bitrate, video_bitrate,"
+        " audio_bitrate, channel) VALUES"
+        " (1, 1, '/v/alpha.mkv', 5000000000, 3725, 'mkv', 'h264', 'aac', 1920, 1080, 25, 8000,"
+        " 192, 6),"
+        " (2, 1, '/v/alpha-extra.mkv', 10, 59, 'mkv', 'h264', 'aac', 640, 480, 25, 100, 64, 2),"
+        " (3, 7, '/v/show/s01e01.mp4', 20, 216000, 'mp4', 'hevc', 'ac3', 1280, 720, 24, 900, 96,"
+        " 2)");
+    Exec("INSERT INTO collection(id, uid, title) VALUES (1, 1024, 'Favs')");
+    Exec("INSERT INTO collection_map(id, mapper_id, collection_id) VALUES (1, 1, 1)");
+  }
+
+  // A paged answer built the way the front end receives it.
+  static Json::Value Page(unsigned long total, unsigned long offset, const std::string& key,
+                          const Json::Value& items) {
+    Json::Value page(Json::objectValue);
+    page["total"] = static_cast<Json::UInt64>(total);
+    page["offset"] = static_cast<Json::UInt64>(offset);
+    page[key] = items;
+    return page;
+  }
+
+  // The values of `key` of each element of `items`, in order, joined by ",".
+  static std::string Column(const Json::Value& items, const char* key) {
+    std::string out;
+    for (const Json::Value& item : items) {
+      if (!out.empty()) out += ",";
+      out += item[key].asString();
+    }
+    return out;
+  }
+
+  // Counts every row of every table, to tell that a read changed nothing.
+  std::string Fingerprint() {
+    return Value(
+        "SELECT (SELECT count(*) FROM mapper) || ',' || (SELECT count(*) FROM movie) || ',' ||"
+        " (SELECT count(*) FROM actor) || ',' || (SELECT count(*) FROM video_file) || ',' ||"
+        " (SELECT max(modify_date) FROM movie)");
+  }
+
+  LibKinolot::VideoMetadataAPI api_;
+};
+
+}  // namespace kinolot_test
+
+#endif  // KINOLOT_TESTS_SUPPORT_METADATA_LIBRARY_H_
