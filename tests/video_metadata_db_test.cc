@@ -1,0 +1,368 @@
+// VideoDB's query builder and row decoding against the real server: the SQL
+// text it assembles, what running it yields, its ownership of the connection
+// and how rows are decoded into _VIDEO_INFO_ALL_.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "kinolot/video_metadata_db.h"
+#include "support/test_database.h"
+
+using namespace LibKinolot;
+
+namespace kinolot_test {
+namespace {
+
+class VideoMetadataDbTest : public DatabaseTest {
+ protected:
+  // Adds a movie and returns its mapper id.
+  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "NULL") {
+    std::string mapper = Value("INSERT INTO mapper(type) VALUES('movie') RETURNING id");
+    Exec("INSERT INTO movie(mapper_id, title, sort_title, year, sort_time) VALUES(" + mapper +
+         ", '" + title + "', '" + title + "', " + std::to_string(year) + ", " + sortTime + ")");
+    return mapper;
+  }
+  void AddName(const std::string& table, const std::string& mapper, const std::string& name) {
+    Exec("INSERT INTO " + table + "(mapper_id, " + table + ") VALUES(" + mapper + ", '" + name +
+         "')");
+  }
+  bool LoggedLine(const std::string& kind, const std::string& sql) {
+    for (const std::string& line : LogLines()) {
+      if (line.rfind("video_metadata_db:", 0) != 0) continue;
+      size_t at = line.find(' ');
+      if (at != std::string::npos && line.substr(at) == " " + kind + " = " + sql) return true;
+    }
+    return false;
+  }
+};
+
+// --- Building: the text that reaches the server --------------------------
+
+TEST_F(VideoMetadataDbTest, JoinsAreAddedOnceAndUnknownTablesAreSkipped) {
+  VideoDB db(nullptr, "movie");
+  db.AddJoinTable("actor");
+  db.AddJoinTable("actor");
+  db.AddJoinTable("no_such_table");
+  db.AddJoinTable("");
+  db.AddCondtion("actor.actor = 'X'");
+  db.AddCondtion("");
+  EXPECT_EQ(db.join_tables.size(), 2u);
+  EXPECT_EQ(db.conditions.size(), 1u);
+  // Without the mapper join the actor join has nothing to link to: the
+  // statement fails in the database, is logged, and the object stays usable.
+  const std::string sql =
+      "SELECT id, title FROM movie LEFT JOIN actor ON mapper.id=actor.mapper_id WHERE "
+      "actor.actor = 'X'  ORDER BY UPPER(title) DESC LIMIT 10 ";
+  EXPECT_EQ(db.SelectDB("id, title", "title", ORDER_DIRECTION_DESC, 0, 10, ""), -1);
+  EXPECT_TRUE(Received(sql));
+  EXPECT_TRUE(LoggedLine("SQL", sql));
+  EXPECT_EQ(db.result, nullptr);
+  EXPECT_FALSE(db.NextRow());
+  EXPECT_EQ(db.FetchField("id"), "");
+}
+
+TEST_F(VideoMetadataDbTest, NameFiltersFindVideosThroughTheMapperJoin) {
+  std::string a = AddMovie("alpha", 2001);
+  std::string b = AddMovie("Beta", 2002);
+  AddMovie("gamma", 2003);
+  AddName("actor", a, "X");
+  AddName("actor", b, "X");
+  AddName("actor", b, "Y");
+  VideoDB db(nullptr, "movie");
+  db.AddJoinTable("mapper");
+  db.AddJoinTable("actor");
+  db.AddCondtion("actor.actor = 'X'");
+  ASSERT_EQ(db.SelectDB("movie.id, title", "title", ORDER_DIRECTION_DESC, 0, 10, ""), 2);
+  EXPECT_TRUE(
+      Received("SELECT movie.id, title FROM movie LEFT JOIN mapper ON mapper.id=movie.mapper_id "
+               "LEFT JOIN actor ON mapper.id=actor.mapper_id WHERE actor.actor = 'X'  ORDER BY "
+               "UPPER(title) DESC LIMIT 10 "));
+  ASSERT_TRUE(db.NextRow());
+  EXPECT_EQ(db.FetchField("title"), "Beta") << "upper-cased ordering puts Beta before alpha";
+  ASSERT_TRUE(db.NextRow());
+  EXPECT_EQ(db.FetchField("title"), "alpha");
+  EXPECT_FALSE(db.NextRow());
+
+  // A second statement on the same object keeps its joins and conditions.
+  EXPECT_EQ(db.SelectTotal(""), 2);
+  EXPECT_TRUE(
+      Received("SELECT COUNT(DISTINCT movie.id) as total FROM movie LEFT JOIN mapper ON "
+               "mapper.id=movie.mapper_id LEFT JOIN actor ON mapper.id=actor.mapper_id WHERE "
+               "actor.actor = 'X' "));
+}
+
+TEST_F(VideoMetadataDbTest, SortTimeOrdersByYearFirstInOneDirection) {
+  Exec("INSERT INTO mapper(type) VALUES('tvshow'), ('tvshow'), ('tvshow')");
+  Exec(
+      "INSERT INTO tvshow(mapper_id, title, year, sort_time) VALUES"
+      "(1, 'late', 2005, '2005-01-01'), (2, 'early', 2005, '2004-01-01'), "
+      "(3, 'old', 1999, '2010-01-01')");
+  VideoDB db(nullptr, "tvshow");
+  ASSERT_EQ(db.SelectDB("title", "tvshow.sort_time", ORDER_DIRECTION_ASC, 0, 0, ""), 3);
+  EXPECT_TRUE(Received("SELECT title FROM tvshow ORDER BY tvshow.year ASC, tvshow.sort_time ASC"));
+  std::string order;
+  while (db.NextRow()) order += db.FetchField("title") + " ";
+  EXPECT_EQ(order, "old early late ");
+}
+
+TEST_F(VideoMetadataDbTest, ShowQueriesReachMapperAndNamesThroughTheirEpisodes) {
+  Exec("INSERT INTO mapper(type) VALUES('tvshow'), ('tvshow_episode'), ('tvshow_episode')");
+  Exec("INSERT INTO tvshow(mapper_id, title) VALUES(1, 'Show')");
+  Exec("INSERT INTO tvshow_episode(mapper_id, tvshow_id, episode) VALUES(2, 1, 1), (3, 1, 2)");
+  AddName("director", "3", "Dee");
+  VideoDB db(nullptr, "tvshow");
+  db.AddJoinTable("tvshow_episode");
+  db.AddJoinTable("mapper");
+  db.AddJoinTable("director");
+  db.AddCondtion("director = 'Dee'");
+  ASSERT_EQ(db.SelectDB("tvshow.id, episode", "", ORDER_DIRECTION_ASC, 0, 0, "tvshow.id, episode"),
+            1);
+  EXPECT_TRUE(
+      Received("SELECT tvshow.id, episode FROM tvshow LEFT JOIN tvshow_episode ON "
+               "tvshow.id=tvshow_episode.tvshow_id LEFT JOIN mapper ON "
+               "mapper.id=tvshow_episode.mapper_id LEFT JOIN director ON "
+               "mapper.id=director.mapper_id WHERE director = 'Dee'  GROUP BY tvshow.id, "
+               "episode "));
+  ASSERT_TRUE(db.NextRow());
+  EXPECT_EQ(db.FetchField("episode"), "2");
+}
+
+TEST_F(VideoMetadataDbTest, EveryKnownTableHasItsJoin) {
+  VideoDB db(nullptr, "tvshow_episode");
+  for (const char* table : {"summary", "plus_info", "tvshow", "gnere", "writer", "video_file",
+                            "collection", "mapper"}) {
+    db.AddJoinTable(table);
+  }
+  EXPECT_EQ(db.SelectDB("tvshow_episode.id", "", ORDER_DIRECTION_ASC, 0, 0, ""), -1)
+      << "summary and plus_info compare an unqualified mapper_id";
+  EXPECT_TRUE(
+      Received("SELECT tvshow_episode.id FROM tvshow_episode"
+               " LEFT JOIN summary ON mapper_id=summary.mapper_id"
+               " LEFT JOIN plus_info ON mapper_id=plus_info.mapper_id"
+               " LEFT JOIN tvshow ON tvshow.id=tvshow_episode.tvshow_id"
+               " LEFT JOIN gnere ON mapper.id=gnere.mapper_id"
+               " LEFT JOIN writer ON mapper.id=writer.mapper_id"
+               " LEFT JOIN video_file ON mapper.id=video_file.mapper_id"
+               " LEFT JOIN collection ON collection_id=collection.id"
+               " LEFT JOIN mapper ON mapper.id=tvshow_episode.mapper_id"));
+}
+
+TEST_F(VideoMetadataDbTest, OffsetAndLimitAppearOnlyWhenSet) {
+  for (int i = 1; i <= 5; ++i) AddMovie("m" + std::to_string(i), 2000 + i);
+  VideoDB db(nullptr, "movie");
+  EXPECT_EQ(db.SelectDB("id", "id", ORDER_DIRECTION_ASC, 3, 0, ""), 2);
+  EXPECT_TRUE(Received("SELECT id FROM movie ORDER BY id ASC OFFSET 3 "));
+  EXPECT_EQ(db.SelectDB("id", "year", ORDER_DIRECTION_DESC, 1, 2, ""), 2);
+  EXPECT_TRUE(Received("SELECT id FROM movie ORDER BY year DESC OFFSET 1  LIMIT 2 "));
+  ASSERT_TRUE(db.NextRow());
+  EXPECT_EQ(db.FetchField("id"), "4");
+  EXPECT_EQ(db.SelectDB("id", "", ORDER_DIRECTION_ASC, 0, 0, ""), 5);
+  EXPECT_TRUE(Received("SELECT id FROM movie"));
+}
+
+TEST_F(VideoMetadataDbTest, AnEmptySelectListRunsNothing) {
+  VideoDB db(nullptr, "movie");
+  EXPECT_EQ(db.SelectDB("", "title", ORDER_DIRECTION_ASC, 0, 10, ""), -1);
+  EXPECT_TRUE(Statements().empty());
+}
+
+// --- Running: totals, the unknown test, the connection -------------------
+
+TEST_F(VideoMetadataDbTest, TotalsCountUnderTheCurrentConditions) {
+  for (int i = 1; i <= 4; ++i) AddMovie("m" + std::to_string(i), 2000 + i % 2);
+  VideoDB db(nullptr, "movie");
+  db.AddCondtion("year = 2001");
+  EXPECT_EQ(db.SelectTotal(""), 2);
+  EXPECT_EQ(db.SelectTotal("COUNT(*) + 40 as total"), 42);
+  EXPECT_EQ(db.SelectTotal("id as total"), 1) << "the first row's total";
+  db.AddCondtion("year = 1900");
+  EXPECT_EQ(db.SelectTotal("id as total"), 0) << "no row gives 0";
+  EXPECT_EQ(db.SelectTotal("no_such_column as total"), -1);
+  EXPECT_EQ(db.SelectTotal(""), 0) << "usable after a failure";
+}
+
+TEST_F(VideoMetadataDbTest, UnknownMeansAVideoWithoutAnyNameInTheList) {
+  std::string a = AddMovie("a", 2001);
+  std::string b = AddMovie("b", 2001);
+  AddName("actor", a, "Ann");
+  VideoDB db(nullptr, "movie");
+  EXPECT_TRUE(db.CategoryHasUnknown("movie", "actor"));
+  EXPECT_TRUE(Received("SELECT mapper_id FROM movie EXCEPT SELECT mapper_id FROM actor"));
+  AddName("actor", b, "Bob");
+  EXPECT_FALSE(db.CategoryHasUnknown("movie", "actor"));
+  EXPECT_FALSE(db.CategoryHasUnknown("", "actor"));
+  EXPECT_FALSE(db.CategoryHasUnknown("movie", ""));
+  EXPECT_FALSE(db.CategoryHasUnknown("movie", "no_such_table"));
+  EXPECT_TRUE(LoggedLine("Search Unknown",
+                         "SELECT mapper_id FROM movie EXCEPT SELECT mapper_id FROM no_such_table"));
+}
+
+class VideoMetadataDbConnectionTest : public VideoMetadataDbTest {
+ protected:
+  std::string BackendPid(DBConnect_tag* connection) {
+    DBResult_tag* result = nullptr;
+    EXPECT_EQ(VEXODBExecute(connection, "SELECT pg_backend_pid() AS pid", &result), 0);
+    unsigned int row = 0;
+    EXPECT_EQ(VEXODBFetchRow(result, &row), 0);
+    std::string pid = VEXODBFetchField(result, row, "pid");
+    VEXODBFreeResult(result);
+    return pid;
+  }
+  std::string Ask(const std::string& sql) { return Value(sql); }
+  bool Gone(const std::string& pid) {
+    for (int i = 0; i < 100; ++i) {
+      if (Ask("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid) == "0") return true;
+      usleep(50 * 1000);
+    }
+    return false;
+  }
+};
+
+TEST_F(VideoMetadataDbConnectionTest, TheObjectClosesAConnectionHandedToIt) {
+  DBConnect_tag* connection = VEXODBConnect(nullptr, "admin", nullptr, "video_metadata");
+  ASSERT_NE(connection, nullptr);
+  std::string pid = BackendPid(connection);
+  {
+    VideoDB db(connection, "movie");
+    EXPECT_EQ(db.connection, connection);
+    EXPECT_EQ(db.SelectDB("id", "", ORDER_DIRECTION_ASC, 0, 0, ""), 0);
+    EXPECT_EQ(Ask("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid), "1");
+  }
+  EXPECT_TRUE(Gone(pid));
+}
+
+TEST_F(VideoMetadataDbConnectionTest, ANullConnectionOpensOneOfItsOwn) {
+  VEXODBCountersReset();
+  {
+    VideoDB first(nullptr, "movie");
+    VideoDB second(nullptr, "");
+    ASSERT_NE(first.connection, nullptr);
+    ASSERT_NE(second.connection, nullptr);
+    EXPECT_NE(first.connection, second.connection);
+    EXPECT_EQ(second.table_name, "");
+    EXPECT_EQ(VEXODBCountersGet().connects, 2u);
+  }
+  auto owned = std::make_unique<VideoDB>(nullptr, "movie");
+  std::string pid = BackendPid(owned->connection);
+  owned.reset();
+  EXPECT_TRUE(Gone(pid));
+}
+
+TEST_F(VideoMetadataDbConnectionTest, WithoutAServerEveryStatementFails) {
+  std::string saved = getenv("PGHOST") ? getenv("PGHOST") : "";
+  setenv("PGHOST", "/nonexistent-kinolot-socket-dir", 1);
+  VideoDB db(nullptr, "movie");
+  setenv("PGHOST", saved.c_str(), 1);
+  EXPECT_EQ(db.connection, nullptr);
+  EXPECT_EQ(db.SelectDB("id", "", ORDER_DIRECTION_ASC, 0, 0, ""), -1);
+  EXPECT_TRUE(LoggedLine("SQL", "SELECT id FROM movie"));
+  EXPECT_EQ(db.SelectTotal(""), -1);
+  EXPECT_EQ(db.InsertDB("(mapper_id) VALUES(1)"), -1);
+  EXPECT_FALSE(db.CategoryHasUnknown("movie", "actor"));
+}
+
+// --- Decoding ------------------------------------------------------------
+
+TEST_F(VideoMetadataDbTest, AbsentColumnsDecodeEmptyOrZero) {
+  AddMovie("Only", 2004);
+  VideoDB db(nullptr, "movie");
+  _VIDEO_INFO_ALL_ unused;
+  EXPECT_FALSE(db.FetchVideoItem(unused)) << "no statement has run yet";
+  ASSERT_EQ(db.SelectDB("id, title", "", ORDER_DIRECTION_ASC, 0, 0, ""), 1);
+  _VIDEO_INFO_ALL_ item;
+  std::memset(&item, 0x5A, sizeof(item));
+  ASSERT_TRUE(db.NextRow());
+  ASSERT_TRUE(db.FetchVideoItem(item));
+  EXPECT_EQ(item.id, 1);
+  EXPECT_STREQ(item.title, "Only");
+  EXPECT_EQ(item.mapper_id, 0);
+  EXPECT_STREQ(item.year, "");
+  EXPECT_STREQ(item.extra, "");
+  EXPECT_STREQ(item.type, "");
+  EXPECT_EQ(item.filesize, 0);
+  EXPECT_EQ(item.collection_id, 0);
+}
+
+TEST_F(VideoMetadataDbTest, EveryKindOfColumnDecodes) {
+  Exec("INSERT INTO mapper(type) VALUES('movie')");
+  Exec(
+      "INSERT INTO movie(mapper_id, title, tag_line, year, originally_available, isLock) "
+      "VALUES(1, 'T', 'Tag', 2010, '2010-05-21', true)");
+  Exec(
+      "INSERT INTO video_file(mapper_id, path, filesize, duration, resolutionX, resolutionY, "
+      "frame_bitrate, video_bitrate, audio_bitrate, channel, container_type) VALUES(1, "
+      "'/v/a.mkv', 6000000000, 5400, 1920, 1080, 11, 22, 33, 6, 'mkv')");
+  VideoDB db(nullptr, "movie");
+  db.AddJoinTable("mapper");
+  db.AddJoinTable("video_file");
+  ASSERT_EQ(db.SelectDB("*, movie.id as id, movie.mapper_id as mapper_id, 'x1' as season, "
+                        "' -7' as episode, NULL as summary",
+                        "", ORDER_DIRECTION_ASC, 0, 0, ""),
+            1);
+  ASSERT_TRUE(db.NextRow());
+  _VIDEO_INFO_ALL_ item;
+  ASSERT_TRUE(db.FetchVideoItem(item));
+  EXPECT_EQ(item.id, 1);
+  EXPECT_EQ(item.mapper_id, 1);
+  EXPECT_STREQ(item.tag_line, "Tag");
+  EXPECT_STREQ(item.year, "2010");
+  EXPECT_STREQ(item.originally_available, "2010-05-21");
+  EXPECT_STREQ(item.isLock, "t");
+  EXPECT_STREQ(item.type, "movie");
+  EXPECT_STREQ(item.path, "/v/a.mkv");
+  EXPECT_EQ(item.filesize, 6000000000LL) << "file sizes keep 64 bits";
+  EXPECT_EQ(item.duration, 5400);
+  EXPECT_EQ(item.resolutionX, 1920);
+  EXPECT_EQ(item.resolutionY, 1080);
+  EXPECT_EQ(item.frame_bitrate, 11);
+  EXPECT_EQ(item.video_bitrate, 22);
+  EXPECT_EQ(item.audio_bitrate, 33);
+  EXPECT_EQ(item.channel, 6);
+  EXPECT_STREQ(item.container_type, "mkv");
+  EXPECT_EQ(item.season, 0) << "non-numeric text is 0";
+  EXPECT_EQ(item.episode, -7) << "leading blanks and a sign are accepted";
+  EXPECT_STREQ(item.summary, "") << "NULL is empty";
+  EXPECT_FALSE(std::string(item.create_date).empty());
+}
+
+TEST_F(VideoMetadataDbTest, NullDatesAndFalseLocksDecode) {
+  AddMovie("m", 2001);
+  VideoDB db(nullptr, "movie");
+  ASSERT_EQ(db.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, ""), 1);
+  ASSERT_TRUE(db.NextRow());
+  _VIDEO_INFO_ALL_ item;
+  ASSERT_TRUE(db.DBRecToData(db.result, db.row, &item));
+  EXPECT_STREQ(item.originally_available, "");
+  EXPECT_STREQ(item.isLock, "f");
+  EXPECT_FALSE(db.DBRecToData(nullptr, 0, &item));
+  EXPECT_FALSE(db.DBRecToData(db.result, 0, nullptr));
+}
+
+TEST_F(VideoMetadataDbTest, LongTextsAreCutToTheirFields) {
+  std::string ascii(300, 'a');
+  // Two-byte letters: the cut at 254 bytes falls between two letters, the
+  // cut at 9 bytes of the year field inside one.
+  std::string letters;
+  for (int i = 0; i < 200; ++i) letters += "\xC3\xA9";
+  AddMovie(ascii, 2001);
+  VideoDB db(nullptr, "movie");
+  ASSERT_EQ(db.SelectDB("title, '" + letters + "' as tag_line, '" + letters.substr(0, 10) +
+                            "' as year, 99999999999 as id",
+                        "", ORDER_DIRECTION_ASC, 0, 0, ""),
+            1);
+  ASSERT_TRUE(db.NextRow());
+  _VIDEO_INFO_ALL_ item;
+  ASSERT_TRUE(db.FetchVideoItem(item));
+  EXPECT_EQ(std::string(item.title), ascii.substr(0, 254));
+  EXPECT_EQ(std::string(item.tag_line), letters.substr(0, 254));
+  EXPECT_EQ(std::string(item.year), letters.substr(0, 8))
+      << "a letter cut in two is left out whole";
+  EXPECT_EQ(item.id, static_cast<int32_t>(99999999999LL & 0xFFFFFFFF)) << "low 32 bits";
+  EXPECT_EQ(item.tvshow_id, 0) << "the field after a cut text is untouched";
+}
+
+}  // namespace
+}  // namespace kinolot_test
