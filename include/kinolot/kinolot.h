@@ -10,6 +10,8 @@
 #include "kinolot/platform/vlib_c.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_db.h"
+#include "kinolot/video_info.h"
+#include "kinolot/video_info_store.h"
 #include "kinolot/video_metadata_api.h"
 #include "kinolot/video_metadata_db.h"
 #include "kinolot/video_types.h"
