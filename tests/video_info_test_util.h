@@ -36,6 +36,9 @@ inline LibKinolot::_VIDEO_INFO_ Movie(const std::string& title, int year) {
   info.type = LibKinolot::VIDEO_TYPE_MOVIE;
   Set(info.title, title);
   info.year = year;
+  // The year is derived from the release date on every save; a bare year
+  // keeps it.
+  if (year > 0) Set(info.originally_available, std::to_string(year));
   return info;
 }
 
@@ -45,6 +48,7 @@ inline LibKinolot::_VIDEO_INFO_TVSHOW_ Episode(const std::string& show, int show
   info.type = LibKinolot::VIDEO_TYPE_TVSHOW_EPISODE;
   Set(info.title, show);
   info.tvshow_year = showYear;
+  if (showYear > 0) Set(info.tvshow_originally_available, std::to_string(showYear));
   info.season = season;
   info.episode = episode;
   return info;

@@ -1,0 +1,297 @@
+// Saving files and descriptions through the indexing interface, end to end
+// on the real server: the upsert by identity, the relinking of files, the
+// removal of what no file uses any more, and what reached the server.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "kinolot/video_info_store.h"
+#include "support/test_database.h"
+#include "video_info_test_util.h"
+
+using namespace LibKinolot;
+
+namespace kinolot_test {
+namespace {
+
+class VideoInfoSaveTest : public DatabaseTest {
+ protected:
+  static std::string Quoted(const std::string& text) {
+    std::string out = "'";
+    for (char c : text) out += c == '\'' ? std::string("''") : std::string(1, c);
+    return out + "'";
+  }
+  std::string MapperOf(const std::string& path) {
+    return Value("SELECT mapper_id FROM video_file WHERE path = " + Quoted(path));
+  }
+  // Everything a failed call must leave untouched, in one comparable value.
+  Rows Snapshot() {
+    return Query(
+        "SELECT (SELECT string_agg(id || type, ',' ORDER BY id) FROM mapper), "
+        "(SELECT string_agg(mapper_id || title || tag_line || year || coalesce(sort_time::text, "
+        "'-'), ',' ORDER BY id) FROM movie), (SELECT string_agg(mapper_id || path, ',' ORDER BY "
+        "id) FROM video_file), (SELECT count(*) FROM actor), (SELECT count(*) FROM summary)");
+  }
+};
+
+TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper) {
+  const std::string path = "/v/It's 100% \\ \xC3\x84rger.mkv";
+  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord(path, VIDEO_TYPE_HOME_VIDEO);
+  file.filesize = 5000000000LL;
+  file.duration = 5399.9f;
+  file.resolutionX = 1920;
+  file.resolutionY = 1080;
+  file.frame_rate_num = 24000;
+  file.frame_rate_den = 1001;
+  file.audio_bitrate = 192000;
+  file.channel = 6;
+  Set(file.video_codec, "h264");
+  Set(file.audio_codec, "aac");
+  Set(file.container_type, "matroska");
+  ASSERT_EQ(VideoInfoVideoFileSave(&file), 0);
+  EXPECT_TRUE(Received(
+      "INSERT INTO video_file(mapper_id, path, filesize, frame_bitrate, duration, resolutionX, "
+      "resolutionY, audio_bitrate, frequency, channel, video_codec, audio_codec, video_profile, "
+      "video_level, container_type, frame_rate_num, frame_rate_den, video_bitrate, "
+      "updated)VALUES(1, " +
+      Quoted(path) +
+      ", 5000000000, 0, 5399, 1920, 1080, 192000, 0, 6, 'h264', 'aac', 0, 0, 'matroska', 24000, "
+      "1001, 0, '1')"));
+  EXPECT_EQ(Query("SELECT id, type FROM mapper"), (Rows{{"1", "home_video"}}));
+  EXPECT_EQ(Query("SELECT path, filesize, duration, resolutionx, frame_rate_den, updated FROM "
+                  "video_file"),
+            (Rows{{path, "5000000000", "5399", "1920", "1001", "1"}}));
+
+  Exec("UPDATE video_file SET updated = 0");
+  file.filesize = 7;
+  file.duration = -2.7f;  // truncated toward zero
+  Set(file.video_codec, "hevc");
+  ASSERT_EQ(VideoInfoVideoFileSave(&file), 0);
+  EXPECT_TRUE(Received(
+      "UPDATE video_file SET filesize = 7, frame_bitrate = 0, duration = -2, resolutionX = 1920, "
+      "resolutionY = 1080, audio_bitrate = 192000, frequency = 0, channel = 6, modify_date = "
+      "current_timestamp, video_codec = 'hevc', audio_codec = 'aac', video_profile = 0, "
+      "video_level = 0, container_type = 'matroska', frame_rate_num = 24000, frame_rate_den = "
+      "1001, video_bitrate = 0, updated = '1' WHERE path = " +
+      Quoted(path)));
+  EXPECT_EQ(Query("SELECT mapper_id, filesize, duration, video_codec, updated FROM video_file"),
+            (Rows{{"1", "7", "-2", "hevc", "1"}}));
+  EXPECT_EQ(Count("mapper"), 1);
+}
+
+TEST_F(VideoInfoSaveTest, FileWithoutRecordOrPathIsRefused) {
+  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("");
+  EXPECT_EQ(VideoInfoVideoFileSave(&file), -1);
+  EXPECT_EQ(VideoInfoVideoFileSave(nullptr), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
+  EXPECT_EQ(Count("video_file") + Count("mapper"), 0);
+}
+
+TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
+  ASSERT_EQ(StoreFile("/v/m.mkv"), 0);
+  _VIDEO_INFO_ movie = Movie("The Matrix", 1999);
+  Set(movie.tag_line, "Free your mind");
+  Set(movie.originally_available, "1999-03-31");
+  Set(movie.summary, "A hacker's \"red pill\"\nchoice");
+  movie.plus_info["rating"] = "8.7";
+  movie.writer = {"Lilly", "Lana"};
+  movie.actor = {"Keanu", "Carrie-Anne", "Laurence"};
+  movie.gnere = {"Sci-Fi"};
+  ASSERT_EQ(VideoInfoSave("/v/m.mkv", &movie), 0);
+
+  EXPECT_TRUE(Received(
+      "SELECT mapper_id FROM movie WHERE UPPER(title) = UPPER('The Matrix') AND year = 1999  "));
+  EXPECT_TRUE(Received(
+      "INSERT INTO movie(title, sort_title, tag_line, year, originally_available, sort_time, "
+      "mapper_id) VALUES('The Matrix', 'Matrix ', 'Free your mind', 1999, '1999-03-31', "
+      "'1999-03-31', 2)"));
+  EXPECT_TRUE(Received(
+      "UPDATE video_file SET mapper_id = 2, updated = 1, modify_date = current_timestamp WHERE "
+      "path = '/v/m.mkv'"));
+  EXPECT_EQ(MapperOf("/v/m.mkv"), "2");
+  EXPECT_EQ(Query("SELECT id, type FROM mapper"), (Rows{{"2", "movie"}}))
+      << "the file's first mapper goes once the file points at the movie";
+  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), movie.summary);
+  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 2"),
+            movie.plus_info.toStyledString());
+  EXPECT_EQ(Query("SELECT actor FROM actor WHERE mapper_id = 2 ORDER BY id"),
+            (Rows{{"Keanu"}, {"Carrie-Anne"}, {"Laurence"}}));
+  EXPECT_EQ(Query("SELECT writer FROM writer ORDER BY id"), (Rows{{"Lilly"}, {"Lana"}}));
+  EXPECT_EQ(Count("director"), 0);
+
+  MarkStatements();
+  _VIDEO_INFO_ again = Movie("THE MATRIX", 1999);
+  Set(again.tag_line, "Whoa");
+  again.actor = {"Hugo"};
+  ASSERT_EQ(VideoInfoSave("/v/m.mkv", &again), 0);
+  EXPECT_TRUE(Received(
+      "UPDATE movie SET sort_title = 'MATRIX ', tag_line = 'Whoa', originally_available = NULL, "
+      "sort_time = '1999-01-01', modify_date = current_timestamp WHERE mapper_id = 2"));
+  EXPECT_EQ(Query("SELECT mapper_id, title, tag_line FROM movie"),
+            (Rows{{"2", "The Matrix", "Whoa"}}));
+  EXPECT_EQ(Query("SELECT actor FROM actor"), (Rows{{"Hugo"}}));
+  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 2"), "")
+      << "an empty value is still saved, as the empty text";
+  EXPECT_EQ(Count("summary"), 1);
+
+  // Another year is another movie; the old one has no file left and goes.
+  ASSERT_EQ(VideoInfoSave("/v/m.mkv", &(again = Movie("The Matrix", 2003))), 0);
+  EXPECT_EQ(Query("SELECT mapper_id, year FROM movie"), (Rows{{"3", "2003"}}));
+  EXPECT_EQ(MapperOf("/v/m.mkv"), "3");
+  EXPECT_EQ(Value("SELECT count(*) FROM actor WHERE mapper_id = 2"), "0");
+}
+
+TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowThatGoesWithItsLastEpisode) {
+  _VIDEO_INFO_TVSHOW_ first = Episode("The Wire", 2002, 1, 1);
+  Set(first.tvshow_summary, "Baltimore");
+  first.tvshow_plus_info["network"] = "HBO";
+  Set(first.summary, "The Target");
+  ASSERT_TRUE(StoreVideo("/v/w/s1e1.mkv", first));
+  EXPECT_TRUE(Received(
+      "INSERT INTO tvshow(title, sort_title, year, originally_available, sort_time, mapper_id) "
+      "VALUES('The Wire', 'Wire ', 2002, NULL, '2002-01-01', 2) RETURNING id"));
+  EXPECT_TRUE(
+      Received("INSERT INTO tvshow_episode(season, episode, tag_line, year, originally_available, "
+               "sort_time, tvshow_id, mapper_id) VALUES(1, 1, '', 0, NULL, NULL, 1, 3)"));
+  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), "Baltimore");
+
+  MarkStatements();
+  ASSERT_TRUE(StoreVideo("/v/w/s1e2.mkv", Episode("the wire", 2002, 1, 2)));
+  EXPECT_TRUE(
+      Received("UPDATE tvshow SET sort_title = 'wire ', originally_available = NULL, sort_time = "
+               "'2002-01-01', modify_date = current_timestamp WHERE mapper_id = 2 RETURNING id"));
+  EXPECT_EQ(Query("SELECT id, mapper_id, title FROM tvshow"), (Rows{{"1", "2", "The Wire"}}));
+  EXPECT_EQ(Query("SELECT season, episode, tvshow_id FROM tvshow_episode ORDER BY episode"),
+            (Rows{{"1", "1", "1"}, {"1", "2", "1"}}));
+  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 3"), "The Target");
+  EXPECT_EQ(Value("SELECT summary || plus_info FROM summary JOIN plus_info USING (mapper_id) "
+                  "WHERE mapper_id = 2"),
+            "")
+      << "the second episode rewrote the show's texts with its empty ones";
+
+  // A show of another year is another show.
+  ASSERT_TRUE(StoreVideo("/v/w2/s1e1.mkv", Episode("The Wire", 2020, 1, 1)));
+  EXPECT_EQ(Count("tvshow"), 2);
+
+  // Both episode files turn into movies: the show goes with its last episode.
+  _VIDEO_INFO_ movie = Movie("Not The Wire", 2002);
+  ASSERT_EQ(VideoInfoSave("/v/w/s1e1.mkv", &movie), 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "1");
+  ASSERT_EQ(VideoInfoSave("/v/w/s1e2.mkv", &(movie = Movie("Not The Wire", 2002))), 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "0");
+  EXPECT_EQ(Count("tvshow_episode"), 1);
+  EXPECT_EQ(Count("movie"), 1) << "both files show the one movie";
+}
+
+TEST_F(VideoInfoSaveTest, DescriptionForAPathWithoutFileRowIsRemovedAtOnce) {
+  _VIDEO_INFO_TVSHOW_ episode = Episode("Lost", 2004, 1, 1);
+  EXPECT_EQ(VideoInfoSave("/v/nowhere.mkv", &episode), 0);
+  EXPECT_EQ(Count("mapper") + Count("tvshow") + Count("tvshow_episode") + Count("summary"), 0);
+
+  // A description that a real file shows stays.
+  ASSERT_TRUE(StoreVideo("/v/heat.mkv", Movie("Heat", 1995)));
+  _VIDEO_INFO_ movie = Movie("Heat", 1995);
+  EXPECT_EQ(VideoInfoSave("/v/nowhere.mkv", &movie), 0);
+  EXPECT_EQ(Count("movie"), 1);
+  EXPECT_EQ(MapperOf("/v/heat.mkv"), Value("SELECT mapper_id FROM movie"));
+}
+
+TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
+  // Without a record time a home video never matches: each save inserts a
+  // new one, the file moves to it and the previous one goes.
+  ASSERT_TRUE(StoreVideo("/v/h.mp4", Recording(VIDEO_TYPE_HOME_VIDEO, "Beach", "")));
+  std::string firstId = MapperOf("/v/h.mp4");
+  _VIDEO_INFO_ home = Recording(VIDEO_TYPE_HOME_VIDEO, "Beach", "");
+  ASSERT_EQ(VideoInfoSave("/v/h.mp4", &home), 0);
+  EXPECT_NE(MapperOf("/v/h.mp4"), firstId);
+  EXPECT_EQ(Query("SELECT mapper_id::text FROM home_video"), (Rows{{MapperOf("/v/h.mp4")}}));
+
+  _VIDEO_INFO_ show = Recording(VIDEO_TYPE_TV_RECORD, "News", "2020-01-02 20:15:00");
+  Set(show.channel_name, "One");
+  ASSERT_TRUE(StoreVideo("/v/r.ts", show));
+  std::string recordId = MapperOf("/v/r.ts");
+  EXPECT_TRUE(
+      Received("INSERT INTO tv_record(title, sort_title, channel_name, record_time, mapper_id) "
+               "VALUES('News', 'News ', 'One', '2020-01-02 20:15:00', " +
+               recordId + ")"));
+  show = Recording(VIDEO_TYPE_TV_RECORD, "NEWS", "2020-01-02 20:15:00");
+  Set(show.channel_name, "Two");
+  ASSERT_EQ(VideoInfoSave("/v/r.ts", &show), 0);
+  EXPECT_EQ(Query("SELECT mapper_id::text, title, channel_name, record_time::text FROM tv_record"),
+            (Rows{{recordId, "News", "Two", "2020-01-02 20:15:00"}}));
+}
+
+TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
+  _VIDEO_INFO_ stored = Movie("Heat", 1995);
+  Set(stored.sort_time, "1995-12-15");
+  Set(stored.originally_available, "1995-12-15");
+  stored.actor = {"Al"};
+  ASSERT_TRUE(StoreVideo("/v/heat.mkv", stored));
+  Rows before = Snapshot();
+
+  _VIDEO_INFO_ movie = Movie("Heat", 1995);
+  EXPECT_EQ(VideoInfoSave("/v/heat.mkv", nullptr), -1);
+  EXPECT_EQ(VideoInfoSave(nullptr, &movie), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
+  for (_VIDEO_TYPE_ type : {VIDEO_TYPE_TVSHOW, VIDEO_TYPE_VIDEO_FILE, VIDEO_TYPE_INVALID,
+                            static_cast<_VIDEO_TYPE_>(99)}) {
+    movie.type = type;
+    EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &movie), -1);
+    EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad video type: " + std::to_string(type)));
+  }
+
+  // Dates reach SQL between quotes the library adds: one that could close
+  // them is refused before anything is written.
+  movie = Movie("Heat", 1995);
+  Set(movie.sort_time, "1995-01-01', tag_line = 'owned");
+  EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &movie), -1);
+  _VIDEO_INFO_TVSHOW_ episode = Episode("Lost", 2004, 1, 1);
+  Set(episode.tvshow_sort_time, "2004'); DELETE FROM movie; --");
+  EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &episode), -1);
+  _VIDEO_INFO_ home = Recording(VIDEO_TYPE_HOME_VIDEO, "Heat", "x' OR '1'='1");
+  EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &home), -1);
+  EXPECT_EQ(VideoInfoMapperIDGet(&home), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad date: x' OR '1'='1"));
+  EXPECT_EQ(Snapshot(), before);
+
+  // A release date is normalised before use, so trailing junk never
+  // reaches the server.
+  movie = Movie("Heat", 1995);
+  Set(movie.originally_available, "1995-12-15'); DROP TABLE movie; --");
+  MarkStatements();
+  ASSERT_EQ(VideoInfoSave("/v/heat.mkv", &movie), 0);
+  EXPECT_TRUE(Received(
+      "UPDATE movie SET sort_title = 'Heat ', tag_line = '', originally_available = '1995-12-15', "
+      "sort_time = '1995-12-15', modify_date = current_timestamp WHERE mapper_id = 2"));
+}
+
+TEST_F(VideoInfoSaveTest, TextsAreDataAndOverlongFieldsAreCutAtALetter) {
+  const std::string title = "It's Me \\ 100% _Proof_ \xC3\x84rger";
+  const std::string path = "/v/It's Me \\ 100%.mkv";
+  _VIDEO_INFO_ movie = Movie(title, 2001);
+  Set(movie.summary, "O'Neil said \"\\n\" 50%");
+  movie.director = {"D'Arcy", "50% \\ _x_"};
+  ASSERT_TRUE(StoreVideo(path, movie));
+  EXPECT_EQ(Query("SELECT title, sort_title FROM movie"), (Rows{{title, title + " "}}));
+  EXPECT_EQ(Value("SELECT summary FROM summary"), "O'Neil said \"\\n\" 50%");
+  EXPECT_EQ(Query("SELECT director FROM director ORDER BY id"), (Rows{{"D'Arcy"}, {"50% \\ _x_"}}));
+  EXPECT_EQ(MapperOf(path), Value("SELECT mapper_id FROM movie"));
+
+  // Fields filled to the last byte (as strncpy leaves them) are read to
+  // their capacity minus one, never into the next field, and a two-byte
+  // letter is never split (the server would refuse half of one).
+  _VIDEO_INFO_ full = Movie("", 2002);
+  memset(full.title, 'T', sizeof(full.title));
+  for (size_t i = 0; i + 1 < sizeof(full.summary); i += 2) memcpy(full.summary + i, "\xC3\xA9", 2);
+  memset(full.tag_line, 'L', sizeof(full.tag_line));
+  ASSERT_TRUE(StoreVideo("/v/full.mkv", full));
+  EXPECT_EQ(Value("SELECT title FROM movie WHERE year = 2002"), std::string(254, 'T'));
+  EXPECT_EQ(Value("SELECT tag_line FROM movie WHERE year = 2002"), std::string(254, 'L'));
+  EXPECT_EQ(Value("SELECT octet_length(summary) FROM summary s JOIN movie m USING (mapper_id) "
+                  "WHERE m.year = 2002"),
+            "4094");
+}
+
+}  // namespace
+}  // namespace kinolot_test
