@@ -1,0 +1,182 @@
+// Identity look-ups, deleting, folder deleting, renaming and user locks of
+// the indexing interface, on the real server.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "kinolot/video_info_store.h"
+#include "support/test_database.h"
+#include "video_info_test_util.h"
+
+using namespace LibKinolot;
+
+namespace kinolot_test {
+namespace {
+
+class VideoInfoDeleteTest : public DatabaseTest {
+ protected:
+  int MapperOf(const std::string& path) {
+    std::string id = Value("SELECT mapper_id FROM video_file WHERE path = '" + path + "'");
+    return id.empty() ? -1 : std::atoi(id.c_str());
+  }
+  Rows Paths() { return Query("SELECT path FROM video_file ORDER BY path"); }
+};
+
+// A real file on disk for the life of the object.
+class TempFile {
+ public:
+  TempFile() {
+    char name[] = "/tmp/kinolot-lock-XXXXXX";
+    int fd = mkstemp(name);
+    if (fd >= 0) close(fd);
+    path_ = name;
+  }
+  ~TempFile() { unlink(path_.c_str()); }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+TEST_F(VideoInfoDeleteTest, IdentityLookUpsMatchTitlesIgnoringCaseAndNothingElse) {
+  ASSERT_TRUE(StoreVideo("/v/Heat.mkv", Movie("Heat", 1995)));
+  ASSERT_TRUE(StoreVideo("/v/w/e1.mkv", Episode("Lost", 2004, 1, 1)));
+  int movie = MapperOf("/v/Heat.mkv");
+  int episode = MapperOf("/v/w/e1.mkv");
+
+  _VIDEO_INFO_ query = Movie("HEAT", 1995);
+  FillVideoInfo(&query);
+  EXPECT_EQ(VideoInfoMapperIDGet(&query), movie);
+  EXPECT_EQ(VideoInfoMapperIDGet(VIDEO_TABLE_MOVIE, &query), movie);
+  query.year = 1996;
+  EXPECT_EQ(VideoInfoMapperIDGet(&query), -1);
+
+  _VIDEO_INFO_TVSHOW_ other = Episode("lost", 2004, 1, 1);
+  FillVideoInfo(&other);
+  EXPECT_EQ(VideoInfoMapperIDGet(&other), episode);
+  EXPECT_EQ(GetTVShowMapperIDFromEpisode(episode),
+            VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW, &other));
+  EXPECT_EQ(GetTVShowMapperIDFromEpisode(movie), -1);
+  other.tvshow_year = 2005;
+  EXPECT_EQ(VideoInfoMapperIDGet(&other), -1) << "an episode matches only within its show";
+
+  EXPECT_TRUE(IsVideoInfoExisted("/v/Heat.mkv"));
+  EXPECT_FALSE(IsVideoInfoExisted("/v/heat.mkv"));
+  EXPECT_FALSE(IsVideoInfoExisted(nullptr));
+
+  EXPECT_EQ(VideoInfoMapperIDGet(nullptr), -1);
+  EXPECT_EQ(VideoInfoMapperIDGet(VIDEO_TABLE_SUMMARY, &query), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad video table type"));
+  query.type = static_cast<_VIDEO_TYPE_>(9);
+  EXPECT_EQ(VideoInfoMapperIDGet(&query), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad type: 9"));
+
+  // Deleting a mapper takes every row that refers to it along.
+  EXPECT_EQ(VideoInfoMapperDelete(movie), 0);
+  EXPECT_TRUE(Received("DELETE FROM mapper WHERE id = " + std::to_string(movie)));
+  EXPECT_EQ(Count("movie") + Count("summary WHERE mapper_id = " + std::to_string(movie)), 0);
+  EXPECT_EQ(Paths(), (Rows{{"/v/w/e1.mkv"}}));
+}
+
+TEST_F(VideoInfoDeleteTest, DeleteDropsTheDescriptionWithItsLastFile) {
+  _VIDEO_INFO_ movie = Movie("Heat", 1995);
+  movie.actor = {"Al"};
+  ASSERT_TRUE(StoreVideo("/v/heat-1.mkv", movie));
+  ASSERT_TRUE(StoreVideo("/v/heat-2.mkv", movie));
+  ASSERT_EQ(MapperOf("/v/heat-1.mkv"), MapperOf("/v/heat-2.mkv"));
+
+  EXPECT_EQ(VideoInfoDelete("/v/heat-1.mkv", false), 0);
+  EXPECT_TRUE(Received("DELETE FROM video_file WHERE path = '/v/heat-1.mkv'"));
+  EXPECT_EQ(Count("movie"), 1);
+  EXPECT_EQ(VideoInfoDelete("/v/heat-2.mkv", false), 0);
+  EXPECT_EQ(Count("mapper") + Count("movie") + Count("actor") + Count("summary"), 0);
+
+  EXPECT_EQ(VideoInfoDelete("/v/heat-2.mkv", false), -1) << "no longer indexed";
+  EXPECT_EQ(VideoInfoDelete("", true), -1);
+  EXPECT_EQ(VideoInfoDelete(nullptr, true), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
+}
+
+TEST_F(VideoInfoDeleteTest, AShowGoesWithItsLastEpisode) {
+  ASSERT_TRUE(StoreVideo("/v/w/e1.mkv", Episode("Lost", 2004, 1, 1)));
+  ASSERT_TRUE(StoreVideo("/v/w/e2.mkv", Episode("Lost", 2004, 1, 2)));
+  EXPECT_EQ(VideoInfoDelete("/v/w/e1.mkv", false), 0);
+  EXPECT_EQ(Count("tvshow"), 1);
+  EXPECT_EQ(Count("tvshow_episode"), 1);
+  EXPECT_EQ(VideoInfoDelete("/v/w/e2.mkv", false), 0);
+  EXPECT_EQ(Count("tvshow") + Count("tvshow_episode") + Count("mapper"), 0);
+}
+
+TEST_F(VideoInfoDeleteTest, LocksKeepADescriptionWhileItsFileExists) {
+  TempFile onDisk;
+  ASSERT_TRUE(StoreVideo(onDisk.path(), Movie("Heat", 1995)));
+  ASSERT_TRUE(StoreVideo("/v/gone.mkv", Movie("Ronin", 1998)));
+  EXPECT_FALSE(VideoInfoIsLock(onDisk.path().c_str()));
+  Exec("UPDATE movie SET isLock = true");
+  EXPECT_TRUE(VideoInfoIsLock(onDisk.path().c_str()));
+
+  EXPECT_EQ(VideoInfoDelete(onDisk.path().c_str(), false), -1);
+  EXPECT_EQ(Count("video_file") + Count("movie"), 4);
+  // A locked description whose file is really gone is deleted like any.
+  EXPECT_EQ(VideoInfoDelete("/v/gone.mkv", false), 0);
+  EXPECT_EQ(VideoInfoDelete(onDisk.path().c_str(), true), 0);
+  EXPECT_EQ(Count("video_file") + Count("movie"), 0);
+
+  // A locked show locks each of its episodes; recordings never lock.
+  ASSERT_TRUE(StoreVideo("/v/w/e1.mkv", Episode("Lost", 2004, 1, 1)));
+  ASSERT_TRUE(StoreVideo("/v/h.mp4", Recording(VIDEO_TYPE_HOME_VIDEO, "Beach", "")));
+  EXPECT_FALSE(VideoInfoIsLock("/v/w/e1.mkv"));
+  Exec("UPDATE tvshow SET isLock = true");
+  EXPECT_TRUE(VideoInfoIsLock("/v/w/e1.mkv"));
+  Exec("UPDATE tvshow SET isLock = false; UPDATE tvshow_episode SET isLock = true");
+  EXPECT_TRUE(VideoInfoIsLock("/v/w/e1.mkv"));
+  Exec("UPDATE home_video SET isLock = true");
+  EXPECT_FALSE(VideoInfoIsLock("/v/h.mp4"));
+  EXPECT_FALSE(VideoInfoIsLock("/v/unknown.mkv"));
+  EXPECT_FALSE(VideoInfoIsLock(nullptr));
+}
+
+TEST_F(VideoInfoDeleteTest, FolderDeleteTakesOnlyTheFolderItNames) {
+  for (const char* path :
+       {"/v/a/1.mkv", "/v/a/sub/2.mkv", "/v/ab/3.mkv", "/v/a_/4.mkv", "/v/a%/5.mkv", "/v/a.mkv"}) {
+    ASSERT_EQ(StoreFile(path), 0);
+  }
+  EXPECT_EQ(VideoInfoDirDelete("/v/a", false), 0);
+  EXPECT_TRUE(Received("SELECT path FROM video_file WHERE path like '/v/a/%'  "));
+  EXPECT_EQ(Paths(), (Rows{{"/v/a%/5.mkv"}, {"/v/a.mkv"}, {"/v/a_/4.mkv"}, {"/v/ab/3.mkv"}}));
+  // LIKE's wildcards in a folder name are letters.
+  EXPECT_EQ(VideoInfoDirDelete("/v/a_/", false), 0);
+  EXPECT_EQ(VideoInfoDirDelete("/v/a%", false), 0);
+  EXPECT_EQ(Paths(), (Rows{{"/v/a.mkv"}, {"/v/ab/3.mkv"}}));
+  EXPECT_EQ(Count("mapper"), 2);
+
+  EXPECT_EQ(VideoInfoDirDelete("/v/empty", false), 0);
+  EXPECT_EQ(VideoInfoDirDelete("", false), -1);
+  EXPECT_EQ(VideoInfoDirDelete(nullptr, false), -1);
+  EXPECT_EQ(VideoInfoDirDelete(std::string(5000, 'd').c_str(), false), -1);
+}
+
+TEST_F(VideoInfoDeleteTest, RenameMovesEveryFileOfTheDescription) {
+  ASSERT_TRUE(StoreVideo("/v/old.mkv", Movie("Heat", 1995)));
+  int id = MapperOf("/v/old.mkv");
+  EXPECT_EQ(VideoInfoRename("/v/It's new.mkv", "/v/old.mkv"), 0);
+  EXPECT_TRUE(
+      Received("UPDATE video_file SET path = '/v/It''s new.mkv', modify_date = "
+               "current_timestamp WHERE mapper_id = " +
+               std::to_string(id)));
+  EXPECT_EQ(Paths(), (Rows{{"/v/It's new.mkv"}}));
+  EXPECT_EQ(Count("movie"), 1);
+
+  EXPECT_EQ(VideoInfoRename("/v/x.mkv", "/v/old.mkv"), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ There is no any record in DB"));
+  EXPECT_EQ(VideoInfoRename("", nullptr), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
+  // An empty new path is accepted as it stands.
+  EXPECT_EQ(VideoInfoRename("", "/v/It's new.mkv"), 0);
+  EXPECT_EQ(Paths(), (Rows{{""}}));
+}
+
+}  // namespace
+}  // namespace kinolot_test
