@@ -161,12 +161,9 @@ TEST_F(VideoMetadataDbTest, OffsetAndLimitAppearOnlyWhenSet) {
   EXPECT_EQ(db.FetchField("id"), "4");
   EXPECT_EQ(db.SelectDB("id", "", ORDER_DIRECTION_ASC, 0, 0, ""), 5);
   EXPECT_TRUE(Received("SELECT id FROM movie"));
-}
-
-TEST_F(VideoMetadataDbTest, AnEmptySelectListRunsNothing) {
-  VideoDB db(nullptr, "movie");
+  MarkStatements();
   EXPECT_EQ(db.SelectDB("", "title", ORDER_DIRECTION_ASC, 0, 10, ""), -1);
-  EXPECT_TRUE(Statements().empty());
+  EXPECT_TRUE(Statements().empty()) << "an empty select list runs nothing";
 }
 
 // --- Running: totals, the unknown test, the connection -------------------
@@ -200,58 +197,46 @@ TEST_F(VideoMetadataDbTest, UnknownMeansAVideoWithoutAnyNameInTheList) {
                          "SELECT mapper_id FROM movie EXCEPT SELECT mapper_id FROM no_such_table"));
 }
 
-class VideoMetadataDbConnectionTest : public VideoMetadataDbTest {
- protected:
-  std::string BackendPid(DBConnect_tag* connection) {
-    DBResult_tag* result = nullptr;
-    EXPECT_EQ(VEXODBExecute(connection, "SELECT pg_backend_pid() AS pid", &result), 0);
-    unsigned int row = 0;
-    EXPECT_EQ(VEXODBFetchRow(result, &row), 0);
-    std::string pid = VEXODBFetchField(result, row, "pid");
-    VEXODBFreeResult(result);
-    return pid;
+// The server-side id of a connection's backend, to watch it go away.
+std::string BackendPid(DBConnect_tag* connection) {
+  DBResult_tag* result = nullptr;
+  unsigned int row = 0;
+  std::string pid;
+  if (VEXODBExecute(connection, "SELECT pg_backend_pid() AS pid", &result) == 0 &&
+      VEXODBFetchRow(result, &row) == 0) {
+    pid = VEXODBFetchField(result, row, "pid");
   }
-  std::string Ask(const std::string& sql) { return Value(sql); }
-  bool Gone(const std::string& pid) {
-    for (int i = 0; i < 100; ++i) {
-      if (Ask("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid) == "0") return true;
-      usleep(50 * 1000);
-    }
-    return false;
-  }
-};
+  VEXODBFreeResult(result);
+  return pid;
+}
 
-TEST_F(VideoMetadataDbConnectionTest, TheObjectClosesAConnectionHandedToIt) {
+TEST_F(VideoMetadataDbTest, TheObjectClosesItsConnectionWhoeverOpenedIt) {
+  auto backends = [this](const std::string& pid) {
+    return Value("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid);
+  };
+  auto gone = [&](const std::string& pid) {
+    for (int i = 0; i < 100 && backends(pid) != "0"; ++i) usleep(50 * 1000);
+    return backends(pid) == "0";
+  };
   DBConnect_tag* connection = VEXODBConnect(nullptr, "admin", nullptr, "video_metadata");
   ASSERT_NE(connection, nullptr);
-  std::string pid = BackendPid(connection);
-  {
-    VideoDB db(connection, "movie");
-    EXPECT_EQ(db.connection, connection);
-    EXPECT_EQ(db.SelectDB("id", "", ORDER_DIRECTION_ASC, 0, 0, ""), 0);
-    EXPECT_EQ(Ask("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid), "1");
-  }
-  EXPECT_TRUE(Gone(pid));
-}
-
-TEST_F(VideoMetadataDbConnectionTest, ANullConnectionOpensOneOfItsOwn) {
+  std::string handed = BackendPid(connection);
   VEXODBCountersReset();
-  {
-    VideoDB first(nullptr, "movie");
-    VideoDB second(nullptr, "");
-    ASSERT_NE(first.connection, nullptr);
-    ASSERT_NE(second.connection, nullptr);
-    EXPECT_NE(first.connection, second.connection);
-    EXPECT_EQ(second.table_name, "");
-    EXPECT_EQ(VEXODBCountersGet().connects, 2u);
-  }
-  auto owned = std::make_unique<VideoDB>(nullptr, "movie");
-  std::string pid = BackendPid(owned->connection);
-  owned.reset();
-  EXPECT_TRUE(Gone(pid));
+  auto given = std::make_unique<VideoDB>(connection, "movie");
+  auto own = std::make_unique<VideoDB>(nullptr, "");
+  EXPECT_EQ(VEXODBCountersGet().connects, 1u) << "only the object without one connects";
+  EXPECT_EQ(given->connection, connection);
+  EXPECT_EQ(own->table_name, "");
+  std::string opened = BackendPid(own->connection);
+  ASSERT_FALSE(opened.empty());
+  EXPECT_EQ(backends(handed), "1");
+  given.reset();
+  own.reset();
+  EXPECT_TRUE(gone(handed));
+  EXPECT_TRUE(gone(opened));
 }
 
-TEST_F(VideoMetadataDbConnectionTest, WithoutAServerEveryStatementFails) {
+TEST_F(VideoMetadataDbTest, WithoutAServerEveryStatementFails) {
   std::string saved = getenv("PGHOST") ? getenv("PGHOST") : "";
   setenv("PGHOST", "/nonexistent-kinolot-socket-dir", 1);
   VideoDB db(nullptr, "movie");
@@ -266,7 +251,7 @@ TEST_F(VideoMetadataDbConnectionTest, WithoutAServerEveryStatementFails) {
 
 // --- Decoding ------------------------------------------------------------
 
-TEST_F(VideoMetadataDbTest, AbsentColumnsDecodeEmptyOrZero) {
+TEST_F(VideoMetadataDbTest, AbsentAndNullColumnsDecodeEmptyOrZero) {
   AddMovie("Only", 2004);
   VideoDB db(nullptr, "movie");
   _VIDEO_INFO_ALL_ unused;
@@ -284,6 +269,14 @@ TEST_F(VideoMetadataDbTest, AbsentColumnsDecodeEmptyOrZero) {
   EXPECT_STREQ(item.type, "");
   EXPECT_EQ(item.filesize, 0);
   EXPECT_EQ(item.collection_id, 0);
+
+  ASSERT_EQ(db.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, ""), 1);
+  ASSERT_TRUE(db.NextRow());
+  ASSERT_TRUE(db.DBRecToData(db.result, db.row, &item));
+  EXPECT_STREQ(item.originally_available, "") << "NULL is empty";
+  EXPECT_STREQ(item.isLock, "f");
+  EXPECT_FALSE(db.DBRecToData(nullptr, 0, &item));
+  EXPECT_FALSE(db.DBRecToData(db.result, 0, nullptr));
 }
 
 TEST_F(VideoMetadataDbTest, EveryKindOfColumnDecodes) {
@@ -326,19 +319,6 @@ TEST_F(VideoMetadataDbTest, EveryKindOfColumnDecodes) {
   EXPECT_EQ(item.episode, -7) << "leading blanks and a sign are accepted";
   EXPECT_STREQ(item.summary, "") << "NULL is empty";
   EXPECT_FALSE(std::string(item.create_date).empty());
-}
-
-TEST_F(VideoMetadataDbTest, NullDatesAndFalseLocksDecode) {
-  AddMovie("m", 2001);
-  VideoDB db(nullptr, "movie");
-  ASSERT_EQ(db.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, ""), 1);
-  ASSERT_TRUE(db.NextRow());
-  _VIDEO_INFO_ALL_ item;
-  ASSERT_TRUE(db.DBRecToData(db.result, db.row, &item));
-  EXPECT_STREQ(item.originally_available, "");
-  EXPECT_STREQ(item.isLock, "f");
-  EXPECT_FALSE(db.DBRecToData(nullptr, 0, &item));
-  EXPECT_FALSE(db.DBRecToData(db.result, 0, nullptr));
 }
 
 TEST_F(VideoMetadataDbTest, LongTextsAreCutToTheirFields) {

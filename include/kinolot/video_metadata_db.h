@@ -82,38 +82,54 @@ class KINOLOT_EXPORT VideoDB {
 
   // Runs "INSERT INTO <table><columnsAndValues> RETURNING id", the argument
   // carrying its own column list and VALUES part, already made safe. Returns
-  // the new row's id, or -1 (also for an empty argument).
+  // the new row's id, or -1 (also for an empty argument, and for a statement
+  // longer than 2047 bytes, which is not run).
   long InsertDB(const std::string& columnsAndValues);
-  // Deletes the rows of the main table that match `where`. An empty `where`
-  // returns false without running anything. Returns whether it ran.
+  // Deletes the rows of the main table that match `where` (safe SQL). An
+  // empty `where`, and a statement longer than 2047 bytes, return false
+  // without running anything. Returns whether it ran.
   bool DeleteDB(const std::string& where);
   // Updates the row whose `keyColumn` equals `keyValue` (a decimal number)
   // from `fields` (column -> value; values are escaped here, columns are the
-  // library's own and inserted verbatim), and sets modify_date. An empty
-  // `keyValue` returns false without running anything.
+  // library's own and inserted verbatim), and sets modify_date. "season",
+  // "episode" and "year" are written as integers, empty dates as NULL, and
+  // "isLock" bare (an empty value meaning true; a value that is not a plain
+  // word is quoted, so that it can only be a boolean literal). An empty
+  // `keyValue` returns false without running anything; an empty `fields`
+  // map gives a statement that the database refuses, so false as well.
   bool UpdateDBEx(const std::string& keyColumn, const std::string& keyValue,
                   const std::map<std::string, std::string>& fields);
   // UpdateDBEx("id", id, fields).
   bool UpdateDB(const std::string& id, const std::map<std::string, std::string>& fields);
   // Inserts one row per name into the main table, a name list table (actor,
   // director, writer, gnere) whose value column has the table's name. Stops at
-  // the first failure; names inserted before it stay. An empty `mapperId`
-  // returns false; an empty list returns true.
+  // the first failure; names inserted before it stay. A `mapperId` that is
+  // not a decimal number (empty included) returns false without running
+  // anything; an empty list returns true.
   bool InsertList(const std::string& mapperId, const std::vector<std::string>& names);
   // Deletes every row of `mapperId` from the main table (a name list table).
-  // An empty `mapperId` returns false.
+  // A `mapperId` that is not a decimal number (empty included) returns false.
   bool DeleteList(const std::string& mapperId);
 
   // Lists the videos of every kind in collection `collectionId`, as one
   // sorted, paged union (columns id, mapper_id, title, upper_sort_title,
-  // originally_available, year, sort_time, type). Returns the number of rows,
-  // or -1.
+  // originally_available, year, sort_time, type). `orderBy` "sort_title"
+  // sorts by upper-cased sort title, "sort_time" by year then sort time, a
+  // plain column name by itself, anything else by title. With `limit` 0 the
+  // listing is the one callers count for totals: neither sorted nor paged,
+  // and its episodes are the collected episodes of every collection. Returns
+  // the number of rows, or -1.
   int SelectAllByCollectionID(const std::string& collectionId, const std::string& orderBy,
                               _ORDER_DIRECTION_ direction, unsigned long offset,
                               unsigned long limit);
   // Searches collection `collectionId` by names: each member of `criteria`
-  // names a list table or column and holds a text to find in it. Returns the
-  // number of rows, or -1. `collectionId` must be a decimal id.
+  // (an object) names a list table ("actor", "director", "writer", which are
+  // joined) or a column of the videos (such as "title") and holds a text to
+  // find in it, ignoring case; the members are alternatives. Members whose
+  // name is not a plain SQL name or whose value is an array or object are
+  // left out. Sorted as SelectAllByCollectionID; `limit` 0 means all rows
+  // from `offset`. Returns the number of rows, or -1 (also when
+  // `collectionId` is not a decimal id, and when no member is left).
   int CollectionGlobalSearch(Json::Value criteria, const std::string& collectionId,
                              const std::string& orderBy, _ORDER_DIRECTION_ direction,
                              unsigned long offset, unsigned long limit);
