@@ -11,6 +11,7 @@
 #include "db/video_db_connection.h"
 #include "db/video_metadata_db_internal.h"
 #include "foundation/log.h"
+#include "kinolot/platform/vlib_c.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
 
@@ -41,6 +42,36 @@ bool IsDecimalId(const std::string& text) {
 void DropResult(VideoDB* db) {
   VEXODBFreeResult(db->result);
   db->result = nullptr;
+}
+
+bool RunStatement(VideoDB* db, const char* sql, const char* label, bool keep) {
+  DropResult(db);
+  if (VEXODBExecute(db->connection, sql, keep ? &db->result : nullptr) == -1) {
+    LogError("%s:%d %s = %s", kVideoMetadataDbSource, __LINE__, label, sql);
+    DropResult(db);
+    return false;
+  }
+  return true;
+}
+
+bool RunStatement(VideoDB* db, const SqlText& sql, const char* label, bool keep) {
+  if (sql.broken()) {
+    DropResult(db);
+    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
+    return false;
+  }
+  return RunStatement(db, sql.text(), label, keep);
+}
+
+bool RunStatement(VideoDB* db, const HeapText& sql, const char* format, const char* label,
+                  bool keep) {
+  if (!sql) {
+    DropResult(db);
+    LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, format,
+             VLIBCErrGet());
+    return false;
+  }
+  return RunStatement(db, sql.get(), label, keep);
 }
 
 namespace {
@@ -153,16 +184,7 @@ int VideoDB::SelectDB(const std::string& select, const std::string& orderBy,
   if (offset != 0) appendPQExpBuffer(sql.get(), " OFFSET %lu ", offset);
   if (limit != 0) appendPQExpBuffer(sql.get(), " LIMIT %lu ", limit);
 
-  DropResult(this);
-  if (sql.broken()) {
-    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
-    return -1;
-  }
-  if (VEXODBExecute(connection, sql.text(), &result) == -1) {
-    LogError("%s:%d SQL = %s", kVideoMetadataDbSource, __LINE__, sql.text());
-    DropResult(this);
-    return -1;
-  }
+  if (!RunStatement(this, sql, "SQL", true)) return -1;
   return VEXODBNumRows(result);
 }
 
@@ -193,17 +215,7 @@ bool VideoDB::CategoryHasUnknown(const std::string& table, const std::string& li
   SqlText sql;
   printfPQExpBuffer(sql.get(), "SELECT mapper_id FROM %s EXCEPT SELECT mapper_id FROM %s",
                     table.c_str(), listTable.c_str());
-  DropResult(this);
-  if (sql.broken()) {
-    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
-    return false;
-  }
-  if (VEXODBExecute(connection, sql.text(), &result) == -1) {
-    LogError("%s:%d Search Unknown = %s", kVideoMetadataDbSource, __LINE__, sql.text());
-    DropResult(this);
-    return false;
-  }
-  return VEXODBNumRows(result) > 0;
+  return RunStatement(this, sql, "Search Unknown", true) && VEXODBNumRows(result) > 0;
 }
 
 }  // namespace LibKinolot

@@ -13,7 +13,6 @@
 #include "db/video_metadata_db_internal.h"
 #include "foundation/heap_text.h"
 #include "foundation/log.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
 
@@ -171,18 +170,7 @@ int VideoDB::SelectAllByCollectionID(const std::string& collectionId, const std:
   } else {
     sql.reset(VEXODBEscapeStringEX3(kind, kListAll, id, id, id));
   }
-
-  DropResult(this);
-  if (!sql) {
-    LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, format,
-             VLIBCErrGet());
-    return -1;
-  }
-  if (VEXODBExecute(connection, sql.get(), &result) == -1) {
-    LogError("%s:%d COLLECTION = %s", kVideoMetadataDbSource, __LINE__, sql.get());
-    DropResult(this);
-    return -1;
-  }
+  if (!RunStatement(this, sql, format, "COLLECTION", true)) return -1;
   return VEXODBNumRows(result);
 }
 
@@ -235,15 +223,7 @@ int VideoDB::CollectionGlobalSearch(Json::Value criteria, const std::string& col
     printfPQExpBuffer(sql.get(), KINOLOT_SEARCH_UNION " ORDER BY %s OFFSET %lu", j, id, c, j, id, c,
                       j, id, c, j, id, c, sortKey, offset);
   }
-  if (sql.broken()) {
-    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
-    return -1;
-  }
-  if (VEXODBExecute(connection, sql.text(), &result) == -1) {
-    LogError("%s:%d C_SEARCH = %s", kVideoMetadataDbSource, __LINE__, sql.text());
-    DropResult(this);
-    return -1;
-  }
+  if (!RunStatement(this, sql, "C_SEARCH", true)) return -1;
   return VEXODBNumRows(result);
 }
 

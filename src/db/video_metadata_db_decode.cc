@@ -28,56 +28,80 @@ int32_t Low32(int64_t value) {
   return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(value)));
 }
 
+// The 32-bit number fields and the column each is read from.
+struct NumberColumn {
+  const char* column;
+  int32_t _VIDEO_INFO_ALL_::*member;
+};
+// PostgreSQL folds unquoted column names, so resolutionX/Y (and isLock below)
+// come back in lower case.
+const NumberColumn kNumberColumns[] = {
+    {"id", &_VIDEO_INFO_ALL_::id},
+    {"tvshow_id", &_VIDEO_INFO_ALL_::tvshow_id},
+    {"mapper_id", &_VIDEO_INFO_ALL_::mapper_id},
+    {"season", &_VIDEO_INFO_ALL_::season},
+    {"episode", &_VIDEO_INFO_ALL_::episode},
+    {"tvshow_mapper_id", &_VIDEO_INFO_ALL_::tvshow_mapper_id},
+    {"duration", &_VIDEO_INFO_ALL_::duration},
+    {"resolutionx", &_VIDEO_INFO_ALL_::resolutionX},
+    {"resolutiony", &_VIDEO_INFO_ALL_::resolutionY},
+    {"frame_bitrate", &_VIDEO_INFO_ALL_::frame_bitrate},
+    {"audio_bitrate", &_VIDEO_INFO_ALL_::audio_bitrate},
+    {"video_bitrate", &_VIDEO_INFO_ALL_::video_bitrate},
+    {"channel", &_VIDEO_INFO_ALL_::channel},
+    {"collection_id", &_VIDEO_INFO_ALL_::collection_id},
+};
+
+// The text fields, by place and capacity, and the column each is read from.
+// "extra" is no column of any table and is left empty.
+struct TextColumn {
+  const char* column;
+  size_t offset;
+  size_t capacity;
+};
+#define KINOLOT_TEXT(member, column) \
+  { column, offsetof(_VIDEO_INFO_ALL_, member), sizeof(_VIDEO_INFO_ALL_::member) }
+const TextColumn kTextColumns[] = {
+    KINOLOT_TEXT(title, "title"),
+    KINOLOT_TEXT(tag_line, "tag_line"),
+    KINOLOT_TEXT(sort_title, "sort_title"),
+    KINOLOT_TEXT(summary, "summary"),
+    KINOLOT_TEXT(year, "year"),
+    KINOLOT_TEXT(originally_available, "originally_available"),
+    KINOLOT_TEXT(create_date, "create_date"),
+    KINOLOT_TEXT(modify_date, "modify_date"),
+    KINOLOT_TEXT(writer, "writer"),
+    KINOLOT_TEXT(director, "director"),
+    KINOLOT_TEXT(gnere, "gnere"),
+    KINOLOT_TEXT(actor, "actor"),
+    KINOLOT_TEXT(plus_info, "plus_info"),
+    KINOLOT_TEXT(isLock, "islock"),
+    KINOLOT_TEXT(tvshow_year, "tvshow_year"),
+    KINOLOT_TEXT(tvshow_originally_available, "tvshow_originally_available"),
+    KINOLOT_TEXT(path, "path"),
+    KINOLOT_TEXT(container_type, "container_type"),
+    KINOLOT_TEXT(video_codec, "video_codec"),
+    KINOLOT_TEXT(audio_codec, "audio_codec"),
+    KINOLOT_TEXT(record_time, "record_time"),
+    KINOLOT_TEXT(channel_name, "channel_name"),
+    KINOLOT_TEXT(type, "type"),
+};
+#undef KINOLOT_TEXT
+
 }  // namespace
 
 bool VideoDB::DBRecToData(DBResult_tag* result, unsigned int row, _VIDEO_INFO_ALL_* item) {
   if (result == nullptr || item == nullptr) return false;
   std::memset(item, 0, sizeof(*item));
   auto field = [&](const char* column) { return VEXODBFetchField(result, row, column); };
-  auto number = [&](const char* column) { return ParseDecimal(field(column)); };
-#define KINOLOT_TEXT(member, column) CopyText(item->member, sizeof(item->member), field(column))
-
-  item->id = Low32(number("id"));
-  item->tvshow_id = Low32(number("tvshow_id"));
-  item->mapper_id = Low32(number("mapper_id"));
-  KINOLOT_TEXT(title, "title");
-  KINOLOT_TEXT(tag_line, "tag_line");
-  KINOLOT_TEXT(sort_title, "sort_title");
-  KINOLOT_TEXT(summary, "summary");
-  KINOLOT_TEXT(year, "year");
-  KINOLOT_TEXT(originally_available, "originally_available");
-  KINOLOT_TEXT(create_date, "create_date");
-  KINOLOT_TEXT(modify_date, "modify_date");
-  KINOLOT_TEXT(writer, "writer");
-  KINOLOT_TEXT(director, "director");
-  KINOLOT_TEXT(gnere, "gnere");
-  KINOLOT_TEXT(actor, "actor");
-  KINOLOT_TEXT(plus_info, "plus_info");
-  // PostgreSQL folds unquoted column names, so isLock and resolutionX/Y come
-  // back in lower case.
-  KINOLOT_TEXT(isLock, "islock");
-  item->season = Low32(number("season"));
-  item->episode = Low32(number("episode"));
-  item->tvshow_mapper_id = Low32(number("tvshow_mapper_id"));
-  KINOLOT_TEXT(tvshow_year, "tvshow_year");
-  KINOLOT_TEXT(tvshow_originally_available, "tvshow_originally_available");
-  KINOLOT_TEXT(path, "path");
-  item->filesize = number("filesize");
-  item->duration = Low32(number("duration"));
-  KINOLOT_TEXT(container_type, "container_type");
-  KINOLOT_TEXT(video_codec, "video_codec");
-  KINOLOT_TEXT(audio_codec, "audio_codec");
-  item->resolutionX = Low32(number("resolutionx"));
-  item->resolutionY = Low32(number("resolutiony"));
-  item->frame_bitrate = Low32(number("frame_bitrate"));
-  item->audio_bitrate = Low32(number("audio_bitrate"));
-  item->video_bitrate = Low32(number("video_bitrate"));
-  item->channel = Low32(number("channel"));
-  KINOLOT_TEXT(record_time, "record_time");
-  KINOLOT_TEXT(channel_name, "channel_name");
-  KINOLOT_TEXT(type, "type");
-  item->collection_id = Low32(number("collection_id"));
-#undef KINOLOT_TEXT
+  for (const NumberColumn& number : kNumberColumns) {
+    item->*number.member = Low32(ParseDecimal(field(number.column)));
+  }
+  item->filesize = ParseDecimal(field("filesize"));
+  char* base = reinterpret_cast<char*>(item);
+  for (const TextColumn& text : kTextColumns) {
+    CopyText(base + text.offset, text.capacity, field(text.column));
+  }
   return true;
 }
 

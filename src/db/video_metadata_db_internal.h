@@ -7,16 +7,9 @@
 #include <cstdint>
 #include <string>
 
+#include "foundation/heap_text.h"
+#include "foundation/sql_text.h"
 #include "kinolot/video_metadata_db.h"
-
-// libpq's growable text buffer is a C header without linkage guards, and it
-// names a printf attribute macro that only the server's own headers define.
-#ifndef pg_attribute_printf
-#define pg_attribute_printf(f, a) __attribute__((format(printf, f, a)))
-#endif
-extern "C" {
-#include <pqexpbuffer.h>
-}
 
 namespace LibKinolot {
 
@@ -39,26 +32,21 @@ bool IsDecimalId(const std::string& text);
 // integer placeholder or a "%d".
 int ParseDecimalInt(const std::string& text);
 
-// One growable SQL text, released on every path.
-class SqlText {
- public:
-  SqlText() { initPQExpBuffer(&buffer_); }
-  ~SqlText() { termPQExpBuffer(&buffer_); }
-  SqlText(const SqlText&) = delete;
-  SqlText& operator=(const SqlText&) = delete;
-
-  PQExpBuffer get() { return &buffer_; }
-  const char* text() const { return buffer_.data ? buffer_.data : ""; }
-  // True when an allocation failed while the text was built.
-  bool broken() const { return PQExpBufferBroken(&buffer_); }
-
- private:
-  PQExpBufferData buffer_;
-};
-
 // Frees the object's current result, so that the next statement can store
 // its own; every statement of VideoDB starts with this.
 void DropResult(VideoDB* db);
+
+// Every statement of VideoDB runs through one of these. Each first frees the
+// object's current result, then runs `sql`, storing its result as the
+// object's current one when `keep` is set. Failures are logged and return
+// false: a statement the database refuses as "<label> = <sql>" (leaving no
+// result); a text that ran out of memory as "Out of memory", and one that
+// the formatter could not produce as "Failed to format [<format>] [<error>]",
+// neither of them ever run.
+bool RunStatement(VideoDB* db, const char* sql, const char* label, bool keep);
+bool RunStatement(VideoDB* db, const SqlText& sql, const char* label, bool keep);
+bool RunStatement(VideoDB* db, const HeapText& sql, const char* format, const char* label,
+                  bool keep);
 
 }  // namespace LibKinolot
 

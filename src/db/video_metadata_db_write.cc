@@ -10,7 +10,6 @@
 #include "db/video_metadata_db_internal.h"
 #include "foundation/heap_text.h"
 #include "foundation/log.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
 
@@ -24,6 +23,18 @@ bool IsBareWord(const std::string& text) {
     if (!std::isalnum(static_cast<unsigned char>(c))) return false;
   }
   return !text.empty();
+}
+
+// The name list writes run on the rows of one mapper id, which stands
+// unquoted in their statements: anything but a decimal id is refused.
+bool AcceptMapperId(const std::string& mapperId) {
+  if (mapperId.empty()) return false;
+  if (!IsDecimalId(mapperId)) {
+    LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
+             mapperId.c_str());
+    return false;
+  }
+  return true;
 }
 
 // Appends "column=value " for one entry of an update, rendered by the kind of
@@ -68,11 +79,7 @@ long VideoDB::InsertDB(const std::string& columnsAndValues) {
     LogError("%s:%d INSERT too long = %s", kVideoMetadataDbSource, __LINE__, sql);
     return -1;
   }
-  if (VEXODBExecute(connection, sql, &result) == -1) {
-    LogError("%s:%d INSERT = %s", kVideoMetadataDbSource, __LINE__, sql);
-    DropResult(this);
-    return -1;
-  }
+  if (!RunStatement(this, sql, "INSERT", true)) return -1;
   if (VEXODBFetchRow(result, &row) != 0) return -1;
   const char* id = VEXODBFetchField(result, row, "id");
   if (id == nullptr || id[0] == '\0') return -1;
@@ -91,12 +98,7 @@ bool VideoDB::DeleteDB(const std::string& where) {
     LogError("%s:%d DELETE too long = %s", kVideoMetadataDbSource, __LINE__, sql);
     return false;
   }
-  if (VEXODBExecute(connection, sql, &result) == -1) {
-    LogError("%s:%d DELETE = %s", kVideoMetadataDbSource, __LINE__, sql);
-    DropResult(this);
-    return false;
-  }
-  return true;
+  return RunStatement(this, sql, "DELETE", true);
 }
 
 bool VideoDB::UpdateDBEx(const std::string& keyColumn, const std::string& keyValue,
@@ -116,17 +118,7 @@ bool VideoDB::UpdateDBEx(const std::string& keyColumn, const std::string& keyVal
   appendPQExpBufferStr(sql.get(), ", modify_date = current_timestamp ");
   appendPQExpBuffer(sql.get(), "WHERE %s.%s=%d ", table_name.c_str(), keyColumn.c_str(),
                     ParseDecimalInt(keyValue));
-
-  DropResult(this);
-  if (sql.broken()) {
-    LogError("%s:%d Out of memory", kVideoMetadataDbSource, __LINE__);
-    return false;
-  }
-  if (VEXODBExecute(connection, sql.text(), nullptr) == -1) {
-    LogError("%s:%d UPDATE = %s", kVideoMetadataDbSource, __LINE__, sql.text());
-    return false;
-  }
-  return true;
+  return RunStatement(this, sql, "UPDATE", false);
 }
 
 bool VideoDB::UpdateDB(const std::string& id, const std::map<std::string, std::string>& fields) {
@@ -134,12 +126,7 @@ bool VideoDB::UpdateDB(const std::string& id, const std::map<std::string, std::s
 }
 
 bool VideoDB::InsertList(const std::string& mapperId, const std::vector<std::string>& names) {
-  if (mapperId.empty()) return false;
-  if (!IsDecimalId(mapperId)) {
-    LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
-             mapperId.c_str());
-    return false;
-  }
+  if (!AcceptMapperId(mapperId)) return false;
   DropResult(this);
   // The list tables name their value column after themselves.
   static const char kInsert[] =
@@ -148,40 +135,17 @@ bool VideoDB::InsertList(const std::string& mapperId, const std::vector<std::str
     HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(connection), kInsert,
                                        table_name.c_str(), table_name.c_str(), name.c_str(),
                                        mapperId.c_str()));
-    if (!sql) {
-      LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, kInsert,
-               VLIBCErrGet());
-      return false;
-    }
-    if (VEXODBExecute(connection, sql.get(), nullptr) == -1) {
-      LogError("%s:%d INSERT = %s", kVideoMetadataDbSource, __LINE__, sql.get());
-      return false;
-    }
+    if (!RunStatement(this, sql, kInsert, "INSERT", false)) return false;
   }
   return true;
 }
 
 bool VideoDB::DeleteList(const std::string& mapperId) {
-  if (mapperId.empty()) return false;
-  if (!IsDecimalId(mapperId)) {
-    LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
-             mapperId.c_str());
-    return false;
-  }
-  DropResult(this);
+  if (!AcceptMapperId(mapperId)) return false;
   static const char kDelete[] = "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:VAR";
   HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(connection), kDelete, table_name.c_str(),
                                      mapperId.c_str()));
-  if (!sql) {
-    LogError("%s:%d Failed to format [%s] [0x%04X]", kVideoMetadataDbSource, __LINE__, kDelete,
-             VLIBCErrGet());
-    return false;
-  }
-  if (VEXODBExecute(connection, sql.get(), nullptr) == -1) {
-    LogError("%s:%d DELETE = %s", kVideoMetadataDbSource, __LINE__, sql.get());
-    return false;
-  }
-  return true;
+  return RunStatement(this, sql, kDelete, "DELETE", false);
 }
 
 }  // namespace LibKinolot

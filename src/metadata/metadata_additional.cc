@@ -107,7 +107,7 @@ void VideoMetadataAPI::SelectAdditional(const std::string& mainTable,
   }
   VideoDB db(nullptr, additionalTable);
 
-  SqlBuffer condition;
+  SqlText condition;
   std::string ids = StringImplode(idConditions, " or ");
   if (additionalTable == "tvshow_episode") {
     // Episodes belong to a show by the show's id, so the owners are shows
@@ -120,7 +120,7 @@ void VideoMetadataAPI::SelectAdditional(const std::string& mainTable,
     printfPQExpBuffer(condition.get(), "mapper_id in (SELECT mapper_id FROM %s WHERE %s)",
                       mainTable.c_str(), ids.c_str());
   }
-  if (condition.text() == nullptr) return;
+  if (condition.broken()) return;
   db.AddCondtion(condition.text());
 
   if (db.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, "") <= 0) return;

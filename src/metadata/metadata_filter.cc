@@ -118,10 +118,10 @@ void VideoMetadataAPI::FilterName(VideoDB& db, const std::string& filterTable,
                                   const std::string& name) {
   std::string escaped;
   if (!EscapeLikeText(db.connection, name, escaped)) return;
-  SqlBuffer condition;
+  SqlText condition;
   // Each person and genre table keeps its value in a column of its own name.
   printfPQExpBuffer(condition.get(), "%s ilike '%%%s%%'", filterTable.c_str(), escaped.c_str());
-  if (condition.text() == nullptr) return;
+  if (condition.broken()) return;
   db.AddJoinTable(filterTable);
   db.AddCondtion(condition.text());
 }

@@ -15,11 +15,33 @@ std::string AvailableOrYear(const std::string& available, const std::string& yea
   return available.empty() ? year : available;
 }
 
-// "metadata_locked" is written only when the row carried a lock value at all;
-// a row without one gets no key rather than false.
-void SetLocked(const _VIDEO_INFO_ALL_& row, Json::Value& item) {
+std::string AvailableOrYear(const _VIDEO_INFO_ALL_& row) {
+  return AvailableOrYear(FieldText(row.originally_available), FieldText(row.year));
+}
+
+// The optional keys of a list item; every item has "id", "title" and
+// "mapper_id".
+enum ItemKeys : unsigned {
+  kTagline = 1,     // "tagline"
+  kAvailable = 2,   // "original_available": the date, else the year
+  kLocked = 4,      // "metadata_locked"
+  kRecordDate = 8,  // "record_date"
+};
+
+// The list item of `row` with the keys `keys` names.
+Json::Value ListItem(const _VIDEO_INFO_ALL_& row, unsigned keys) {
+  Json::Value item(Json::objectValue);
+  item["id"] = IdText(row.id);
+  item["title"] = FieldText(row.title);
+  item["mapper_id"] = IdText(row.mapper_id);
+  if (keys & kTagline) item["tagline"] = FieldText(row.tag_line);
+  if (keys & kAvailable) item["original_available"] = AvailableOrYear(row);
+  // "metadata_locked" is written only when the row carried a lock value at
+  // all; a row without one gets no key rather than false.
   std::string lock = FieldText(row.isLock);
-  if (!lock.empty()) item["metadata_locked"] = lock == "t";
+  if ((keys & kLocked) && !lock.empty()) item["metadata_locked"] = lock == "t";
+  if (keys & kRecordDate) item["record_date"] = FieldText(row.record_time);
+  return item;
 }
 
 void Append(Json::Value& array, const Json::Value& item) {
@@ -66,73 +88,39 @@ void VideoMetadataAPI::DBdataToArrayHandler(_VIDEO_TABLE_TYPE_ type, _VIDEO_INFO
 }
 
 void VideoMetadataAPI::DBdataToMovieArray(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
-  item["title"] = FieldText(row.title);
-  item["tagline"] = FieldText(row.tag_line);
-  item["original_available"] =
-      AvailableOrYear(FieldText(row.originally_available), FieldText(row.year));
-  SetLocked(row, item);
-  item["mapper_id"] = IdText(row.mapper_id);
-  Append(array, item);
+  Append(array, ListItem(row, kTagline | kAvailable | kLocked));
 }
 
 void VideoMetadataAPI::DBdataToTVshowArray(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
-  item["title"] = FieldText(row.title);
-  item["original_available"] =
-      AvailableOrYear(FieldText(row.originally_available), FieldText(row.year));
-  SetLocked(row, item);
-  item["mapper_id"] = IdText(row.mapper_id);
   // A show listed through its episodes comes back once per matching episode.
-  AppendObjectToArray(item, array);
+  AppendObjectToArray(ListItem(row, kAvailable | kLocked), array);
 }
 
 void VideoMetadataAPI::DBdataToTVEpisodesArray(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
+  Json::Value item = ListItem(row, kTagline | kAvailable | kLocked);
   item["tvshow_id"] = IdText(row.tvshow_id);
-  item["title"] = FieldText(row.title);
-  item["tagline"] = FieldText(row.tag_line);
-  item["original_available"] =
-      AvailableOrYear(FieldText(row.originally_available), FieldText(row.year));
   item["season"] = row.season;
   item["episode"] = row.episode;
-  SetLocked(row, item);
   item["tvshow_mapper_id"] = IdText(row.tvshow_mapper_id);
   item["tvshow_original_available"] =
       AvailableOrYear(FieldText(row.tvshow_originally_available), FieldText(row.tvshow_year));
-  item["mapper_id"] = IdText(row.mapper_id);
   Append(array, item);
 }
 
 void VideoMetadataAPI::DBdataToHomeArray(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
-  item["title"] = FieldText(row.title);
-  item["record_date"] = FieldText(row.record_time);
-  item["mapper_id"] = IdText(row.mapper_id);
-  Append(array, item);
+  Append(array, ListItem(row, kRecordDate));
 }
 
 void VideoMetadataAPI::DBdataToTVrecord(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
-  item["title"] = FieldText(row.title);
-  item["record_date"] = FieldText(row.record_time);
+  Json::Value item = ListItem(row, kRecordDate);
   item["channel_name"] = FieldText(row.channel_name);
-  item["mapper_id"] = IdText(row.mapper_id);
   Append(array, item);
 }
 
 void VideoMetadataAPI::DBdataToCollectionMap(_VIDEO_INFO_ALL_ row, Json::Value& array) {
-  Json::Value item(Json::objectValue);
-  item["id"] = IdText(row.id);
-  item["title"] = FieldText(row.title);
-  item["time"] = AvailableOrYear(FieldText(row.originally_available), FieldText(row.year));
+  Json::Value item = ListItem(row, 0);
+  item["time"] = AvailableOrYear(row);
   item["type"] = FieldText(row.type);
-  item["mapper_id"] = IdText(row.mapper_id);
   Append(array, item);
 }
 

@@ -32,27 +32,47 @@ void WritePagedAnswer(Json::Value& answer, const std::string& arrayKey, unsigned
   answer[arrayKey] = items;
 }
 
-// The part that List and Search share once the filters are on `db`: the page,
-// its items, the total and the additional information.
-bool RunPagedQuery(VideoMetadataAPI& api, VideoDB& db, _VIDEO_TABLE_TYPE_ type,
-                   unsigned long offset, unsigned long limit, _VIDEO_ADDITIONAL_ additional,
-                   const std::string& sortBy, _ORDER_DIRECTION_ direction, Json::Value& answer,
-                   unsigned long& total) {
-  const std::string table = db.table_name;
-  std::string sortText = sortBy.empty() ? std::string() : table + "." + sortBy;
-  Json::Value items(Json::arrayValue);
-  if (db.SelectDB("*", sortText, direction, offset, limit, "") == -1) return false;
+// Appends the list item of every row of `db`'s current result to `items`;
+// false when a row cannot be decoded.
+bool AppendRows(VideoMetadataAPI& api, VideoDB& db, _VIDEO_TABLE_TYPE_ type, Json::Value& items) {
   _VIDEO_INFO_ALL_ row;
   while (db.NextRow()) {
     if (!db.FetchVideoItem(row)) return false;
     api.DBdataToArrayHandler(type, row, items);
   }
-  long counted = db.SelectTotal("");
-  if (counted == -1) return false;
-  total = static_cast<unsigned long>(counted);
-  api.AdditionalHandler(type, additional, table, items);
-  WritePagedAnswer(answer, MetadataKeyName(type), total, offset + items.size(), items);
   return true;
+}
+
+// The steps that List and Search share: the answer of a failure, the query
+// builder on which `addFilters(db, table)` puts the request's conditions (it
+// returns false to fail the request), then the page, its items, the total
+// and the additional information.
+template <typename AddFilters>
+bool PagedAnswer(VideoMetadataAPI& api, _VIDEO_TABLE_TYPE_ type, unsigned long offset,
+                 unsigned long limit, _VIDEO_ADDITIONAL_ additional, const std::string& sortBy,
+                 _ORDER_DIRECTION_ direction, Json::Value& answer, unsigned long& total,
+                 unsigned long& count, AddFilters addFilters) {
+  if (!IsListedKind(type)) return false;
+  const std::string table = MetadataTableName(type);
+  total = 0;
+  count = 0;
+  WritePagedAnswer(answer, MetadataKeyName(type), 0, 0, Json::Value(Json::arrayValue));
+  try {
+    VideoDB db(nullptr, table);
+    if (!addFilters(db, table)) return false;
+    std::string sortText = sortBy.empty() ? std::string() : table + "." + sortBy;
+    Json::Value items(Json::arrayValue);
+    if (db.SelectDB("*", sortText, direction, offset, limit, "") == -1) return false;
+    if (!AppendRows(api, db, type, items)) return false;
+    long counted = db.SelectTotal("");
+    if (counted == -1) return false;
+    total = static_cast<unsigned long>(counted);
+    api.AdditionalHandler(type, additional, table, items);
+    WritePagedAnswer(answer, MetadataKeyName(type), total, offset + items.size(), items);
+    return true;
+  } catch (const std::exception&) {
+    return false;  // out of memory, or a JSON value of an unexpected type
+  }
 }
 
 }  // namespace
@@ -63,20 +83,12 @@ bool VideoMetadataAPI::List(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsig
                             const char* filterA, const char* filterB, const char* filterC,
                             const char* filterD, std::string filterE, Json::Value& answer,
                             unsigned long& total, unsigned long& count) {
-  if (!IsListedKind(type)) return false;
-  const std::string table = MetadataTableName(type);
-  total = 0;
-  count = 0;
-  WritePagedAnswer(answer, MetadataKeyName(type), 0, 0, Json::Value(Json::arrayValue));
-  try {
-    VideoDB db(nullptr, table);
-    FilterHandler(db, type, VIDEO_ACTION_LIST, table, "", filterKeyword, "", filterA, filterB,
-                  filterC, filterD, filterE);
-    return RunPagedQuery(*this, db, type, offset, limit, additional, sortBy, direction, answer,
-                         total);
-  } catch (const std::exception&) {
-    return false;  // out of memory, or a JSON value of an unexpected type
-  }
+  return PagedAnswer(*this, type, offset, limit, additional, sortBy, direction, answer, total,
+                     count, [&](VideoDB& db, const std::string& table) {
+                       FilterHandler(db, type, VIDEO_ACTION_LIST, table, "", filterKeyword, "",
+                                     filterA, filterB, filterC, filterD, filterE);
+                       return true;
+                     });
 }
 
 bool VideoMetadataAPI::Search(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsigned long limit,
@@ -86,25 +98,14 @@ bool VideoMetadataAPI::Search(_VIDEO_TABLE_TYPE_ type, unsigned long offset, uns
                               const char* filterA, const char* filterB, const char* filterC,
                               const char* filterD, std::string filterE, Json::Value& answer,
                               unsigned long& total, unsigned long& count) {
-  if (!IsListedKind(type)) return false;
-  const std::string table = MetadataTableName(type);
-  total = 0;
-  count = 0;
-  WritePagedAnswer(answer, MetadataKeyName(type), 0, 0, Json::Value(Json::arrayValue));
-  try {
-    VideoDB db(nullptr, table);
-    // Keywords and filters are alternatives, never combined.
-    if (!keywords.empty()) {
-      if (!GlobalSearch(db, type, keywords)) return false;
-    } else {
-      FilterHandler(db, type, VIDEO_ACTION_SEARCH, table, filterX, "", filterY, filterA, filterB,
-                    filterC, filterD, filterE);
-    }
-    return RunPagedQuery(*this, db, type, offset, limit, additional, sortBy, direction, answer,
-                         total);
-  } catch (const std::exception&) {
-    return false;
-  }
+  return PagedAnswer(*this, type, offset, limit, additional, sortBy, direction, answer, total,
+                     count, [&](VideoDB& db, const std::string& table) {
+                       // Keywords and filters are alternatives, never combined.
+                       if (!keywords.empty()) return GlobalSearch(db, type, keywords);
+                       FilterHandler(db, type, VIDEO_ACTION_SEARCH, table, filterX, "", filterY,
+                                     filterA, filterB, filterC, filterD, filterE);
+                       return true;
+                     });
 }
 
 bool VideoMetadataAPI::GetInfo(_VIDEO_TABLE_TYPE_ type, _VIDEO_ADDITIONAL_ additional,
@@ -124,11 +125,7 @@ bool VideoMetadataAPI::GetInfo(_VIDEO_TABLE_TYPE_ type, _VIDEO_ADDITIONAL_ addit
     }
     db.AddCondtion(table + ".id=" + id);
     if (db.SelectDB(columns, "", ORDER_DIRECTION_ASC, 0, 0, "") == -1) return true;
-    _VIDEO_INFO_ALL_ row;
-    while (db.NextRow()) {
-      if (!db.FetchVideoItem(row)) return true;
-      DBdataToArrayHandler(type, row, items);
-    }
+    if (!AppendRows(*this, db, type, items)) return true;
     AdditionalHandler(type, additional, table, items);
 
     const uint32_t showBits = VIDEO_ADDITIONAL_TVSHOW_SUMMARY | VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO;

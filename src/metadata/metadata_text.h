@@ -11,16 +11,8 @@
 #include <cstring>
 #include <string>
 
+#include "foundation/sql_text.h"
 #include "kinolot/platform/vexo_db.h"
-
-// libpq declares its growable text buffer in an internal C header without
-// linkage guards, which expects this macro from the server's own headers.
-#ifndef pg_attribute_printf
-#define pg_attribute_printf(f, a) __attribute__((format(printf, f, a)))
-#endif
-extern "C" {
-#include <pqexpbuffer.h>
-}
 
 namespace LibKinolot {
 
@@ -63,22 +55,6 @@ template <size_t N>
 std::string FieldText(const char (&field)[N]) {
   return std::string(field, strnlen(field, N));
 }
-
-// libpq's growable text buffer, for SQL of unbounded length, with one owner.
-class SqlBuffer {
- public:
-  SqlBuffer() { initPQExpBuffer(&buffer_); }
-  ~SqlBuffer() { termPQExpBuffer(&buffer_); }
-  SqlBuffer(const SqlBuffer&) = delete;
-  SqlBuffer& operator=(const SqlBuffer&) = delete;
-
-  PQExpBuffer get() { return &buffer_; }
-  // The text built so far, or null when memory ran out while building it.
-  const char* text() const { return PQExpBufferDataBroken(buffer_) ? nullptr : buffer_.data; }
-
- private:
-  PQExpBufferData buffer_;
-};
 
 // printf into a std::string of whatever length the result needs.
 std::string StringFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
