@@ -21,89 +21,80 @@ class MetadataBrowseTest : public MetadataTest {
     return api_.CategoryBrowse(type, category, offset, limit, direction, keyword, answer_, total_,
                                count_);
   }
-  static Json::Value Entries(const std::string& json) {
-    Json::Value value;
-    Json::Reader().parse(json, value);
-    return value;
+  // The whole answer of a page of browse entries.
+  static Json::Value Entries(unsigned long total, unsigned long offset, const char* entries) {
+    return Page(total, offset, "metadatas", Parse(entries));
   }
-  Json::Value answer_;
-  unsigned long total_ = 0;
-  unsigned long count_ = 0;
 };
 
 TEST_F(MetadataBrowseTest, ActorsOfMoviesWithTheUnknownEntry) {
-  AddLibrary();
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, nullptr));
   EXPECT_TRUE(
       Received("SELECT actor, MIN(id) as id FROM actor WHERE mapper_id in ( SELECT id FROM mapper "
                "WHERE type='movie' )  GROUP BY actor  ORDER BY UPPER(actor) ASC"))
       << testing::PrintToString(Statements());
   // "Ann Lee" is rows 1 and 3; movies 3 and 4 have no actor.
-  Json::Value entries = Entries(R"([{"id": "1", "name": "Ann Lee"}, {"id": "2", "name": "Bob Roe"},
-    {"id": "4", "name": "Cara Diaz"}, {}])");
-  EXPECT_EQ(answer_, Page(4, 4, "metadatas", entries));
+  EXPECT_EQ(answer_, Entries(4, 4, R"([{"id": "1", "name": "Ann Lee"},
+    {"id": "2", "name": "Bob Roe"}, {"id": "4", "name": "Cara Diaz"}, {}])"));
   EXPECT_EQ(total_, 4u);
   EXPECT_EQ(count_, 0u);
 
   // The unknown entry ends every page and is counted.
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, nullptr, 1, 1, ORDER_DIRECTION_DESC));
-  EXPECT_EQ(answer_, Page(4, 3, "metadatas", Entries(R"([{"id": "2", "name": "Bob Roe"}, {}])")));
+  EXPECT_EQ(answer_, Entries(4, 3, R"([{"id": "2", "name": "Bob Roe"}, {}])"));
 
   // Any keyword, even an empty one, drops the unknown entry.
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, ""));
-  EXPECT_EQ(answer_["total"], Json::Value(Json::UInt64(3)));
-  EXPECT_EQ(answer_["metadatas"].size(), 3u);
+  EXPECT_EQ(answer_, Entries(3, 3, R"([{"id": "1", "name": "Ann Lee"},
+    {"id": "2", "name": "Bob Roe"}, {"id": "4", "name": "Cara Diaz"}])"));
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, "AN"));
-  EXPECT_EQ(answer_, Page(1, 1, "metadatas", Entries(R"([{"id": "1", "name": "Ann Lee"}])")));
+  EXPECT_EQ(answer_, Entries(1, 1, R"([{"id": "1", "name": "Ann Lee"}])"));
   for (const char* literal : {"%", "_", "' OR '1'='1"}) {
     ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, literal)) << literal;
-    EXPECT_EQ(answer_, Page(0, 0, "metadatas", Json::Value(Json::arrayValue))) << literal;
+    EXPECT_EQ(answer_, EmptyPage("metadatas")) << literal;
   }
 
   // Episodes have their own actors, and all of them have one.
   ASSERT_TRUE(Browse(VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_CATEGORY_ACTOR, nullptr));
-  EXPECT_EQ(answer_, Page(2, 2, "metadatas", Entries(R"([{"id": "5", "name": "Ann Lee"},
-    {"id": "6", "name": "Dan Fox"}])")));
+  EXPECT_EQ(answer_,
+            Entries(2, 2, R"([{"id": "5", "name": "Ann Lee"}, {"id": "6", "name": "Dan Fox"}])"));
 }
 
 TEST_F(MetadataBrowseTest, OtherCategoriesAndYears) {
-  AddLibrary();
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_GENRE, nullptr));
-  EXPECT_EQ(answer_, Page(3, 3, "metadatas", Entries(R"([{"id": "2", "name": "Comedy"},
-    {"id": "1", "name": "Drama"}, {}])")));
+  EXPECT_EQ(answer_, Entries(3, 3, R"([{"id": "2", "name": "Comedy"},
+    {"id": "1", "name": "Drama"}, {}])"));
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_WRITER, "w"));
-  EXPECT_EQ(answer_, Page(1, 1, "metadatas", Entries(R"([{"id": "1", "name": "Wes"}])")));
+  EXPECT_EQ(answer_, Entries(1, 1, R"([{"id": "1", "name": "Wes"}])"));
   ASSERT_TRUE(Browse(VIDEO_TABLE_HOME_VIDEO, VIDEO_CATEGORY_DIRECTOR, nullptr));
-  EXPECT_EQ(answer_, Page(1, 1, "metadatas", Entries("[{}]"))) << "no home video has one";
+  EXPECT_EQ(answer_, Entries(1, 1, "[{}]")) << "no home video has one";
 
   ASSERT_TRUE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_YEAR, nullptr, 0, 0, ORDER_DIRECTION_DESC));
-  EXPECT_EQ(answer_, Page(4, 4, "metadatas", Entries(R"([{"id": "2005", "name": "2005"},
+  EXPECT_EQ(answer_, Entries(4, 4, R"([{"id": "2005", "name": "2005"},
     {"id": "2003", "name": "2003"}, {"id": "2001", "name": "2001"},
-    {"id": "1999", "name": "1999"}])")));
+    {"id": "1999", "name": "1999"}])"));
   // Home videos and recordings by the year of their recording.
   Exec("INSERT INTO mapper(id, type) VALUES (14, 'home_video')");
   Exec(
       "INSERT INTO home_video(id, mapper_id, title, record_time) VALUES (3, 14, 'Again', "
       "'2012-12-31 23:00:00')");
   ASSERT_TRUE(Browse(VIDEO_TABLE_HOME_VIDEO, VIDEO_CATEGORY_YEAR, nullptr));
-  EXPECT_EQ(answer_, Page(2, 2, "metadatas", Entries(R"([{"id": "2012", "name": "2012"},
-    {"id": "2014", "name": "2014"}])")));
+  EXPECT_EQ(answer_, Entries(2, 2, R"([{"id": "2012", "name": "2012"},
+    {"id": "2014", "name": "2014"}])"));
   ASSERT_TRUE(Browse(VIDEO_TABLE_TV_RECORD, VIDEO_CATEGORY_YEAR, nullptr, 1, 5));
-  EXPECT_EQ(answer_, Page(2, 2, "metadatas", Entries(R"([{"id": "2021", "name": "2021"}])")));
+  EXPECT_EQ(answer_, Entries(2, 2, R"([{"id": "2021", "name": "2021"}])"));
 }
 
 TEST_F(MetadataBrowseTest, RefusedKindsAndCategories) {
-  AddLibrary();
   for (int type : {0, 2, 6, 13, 99}) {
     answer_ = Json::Value("stale");
     EXPECT_FALSE(Browse(static_cast<_VIDEO_TABLE_TYPE_>(type), VIDEO_CATEGORY_ACTOR, nullptr));
-    EXPECT_EQ(answer_, Page(0, 0, "metadatas", Json::Value(Json::arrayValue))) << type;
-    EXPECT_EQ(total_, 0u);
-    EXPECT_EQ(count_, 0u);
+    EXPECT_EQ(answer_, EmptyPage("metadatas")) << type;
+    EXPECT_EQ(total_ + count_, 0u);
   }
   EXPECT_FALSE(Browse(VIDEO_TABLE_MOVIE, static_cast<_VIDEO_CATEGORY_>(9), nullptr));
   EXPECT_FALSE(Browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, nullptr, ULONG_MAX, 1));
-  EXPECT_EQ(answer_, Page(0, 0, "metadatas", Json::Value(Json::arrayValue)));
+  EXPECT_EQ(answer_, EmptyPage("metadatas"));
 }
 
 }  // namespace

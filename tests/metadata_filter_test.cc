@@ -18,7 +18,7 @@ using Texts = std::vector<std::string>;
 
 class MetadataFilterTest : public MetadataTest {
  protected:
-  // Runs FilterHandler on a fresh builder over `type`'s table; returns it.
+  // What FilterHandler adds to a fresh builder over `type`'s table.
   struct Added {
     Texts joins;
     Texts conditions;
@@ -35,12 +35,8 @@ class MetadataFilterTest : public MetadataTest {
   }
   // The ids of the movies that Search finds by title fragment.
   std::string MoviesTitled(const std::string& fragment) {
-    Json::Value answer;
-    unsigned long total = 0, count = 0;
-    EXPECT_TRUE(api_.Search(VIDEO_TABLE_MOVIE, 0, 0, VIDEO_ADDITIONAL_NONE, "id",
-                            ORDER_DIRECTION_ASC, Json::Value(), fragment, "", nullptr, nullptr,
-                            nullptr, nullptr, "", answer, total, count));
-    return Column(answer["movies"], "id");
+    EXPECT_TRUE(SearchMovies(Json::Value(), fragment)) << fragment;
+    return Column(answer_["movies"], "id");
   }
   bool AnyStatementHolds(const std::string& text) {
     for (const std::string& sql : Statements()) {
@@ -88,54 +84,39 @@ TEST_F(MetadataFilterTest, EachKindGetsItsYearShowAndUnknownConditions) {
 }
 
 TEST_F(MetadataFilterTest, PersonFiltersMatchByIdWhenListingAndByFragmentWhenSearching) {
-  AddLibrary();
   // Actor row 3 is "Ann Lee" of movie 2; listing by it finds every movie
   // with that name.
   Added byId =
       Filter(VIDEO_TABLE_MOVIE, VIDEO_ACTION_LIST, "", "", "", "3", nullptr, nullptr, "1", "");
   EXPECT_EQ(byId.joins, (Texts{"mapper", "actor", "gnere"}));
   EXPECT_EQ(byId.conditions, (Texts{"actor='Ann Lee'", "gnere='Drama'"}));
-
   Added byName = Filter(VIDEO_TABLE_TVSHOW, VIDEO_ACTION_SEARCH, "", "", "", nullptr, "O'Z",
                         nullptr, nullptr, "");
   EXPECT_EQ(byName.joins, (Texts{"tvshow_episode", "mapper", "director"}));
   EXPECT_EQ(byName.conditions, Texts{"director ilike '%O''Z%'"});
 
-  Json::Value answer;
-  unsigned long total = 0, count = 0;
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_MOVIE, 0, 0, VIDEO_ADDITIONAL_NONE, "id", ORDER_DIRECTION_ASC,
-                        "", "3", nullptr, nullptr, nullptr, "", answer, total, count));
-  EXPECT_EQ(Column(answer["movies"], "id"), "1,2");
-  EXPECT_EQ(total, 2u);
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_TVSHOW, 0, 0, VIDEO_ADDITIONAL_NONE, "", ORDER_DIRECTION_ASC,
-                        "", "6", nullptr, nullptr, nullptr, "", answer, total, count));
-  EXPECT_EQ(Column(answer["tvshows"], "title"), "Show One") << "Dan Fox plays in show 1";
-  ASSERT_TRUE(api_.Search(VIDEO_TABLE_MOVIE, 0, 0, VIDEO_ADDITIONAL_NONE, "id", ORDER_DIRECTION_ASC,
-                          Json::Value(), "", "", "lee", nullptr, nullptr, "dram", "", answer, total,
-                          count));
-  EXPECT_EQ(Column(answer["movies"], "id"), "1");
+  ASSERT_TRUE(List(VIDEO_TABLE_MOVIE, "", "3"));
+  EXPECT_EQ(Column(answer_["movies"], "id"), "1,2");
+  EXPECT_EQ(total_, 2u);
+  ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW, "", "6"));
+  EXPECT_EQ(Column(answer_["tvshows"], "title"), "Show One") << "Dan Fox plays in show 1";
+  ASSERT_TRUE(SearchMovies(Json::Value(), "", "lee", "dram"));
+  EXPECT_EQ(Column(answer_["movies"], "id"), "1");
 
   // Movies without any actor, and ids that name no row.
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_MOVIE, 0, 0, VIDEO_ADDITIONAL_NONE, "id", ORDER_DIRECTION_ASC,
-                        "", "", nullptr, nullptr, nullptr, "", answer, total, count));
-  EXPECT_EQ(Column(answer["movies"], "id"), "3,4");
-  for (const char* missing : {"999", "", "1 or 1=1", "-1"}) {
-    std::string value = "unchanged";
-    if (missing[0] != '\0') {
-      value.clear();
-      api_.GetValueById("actor", missing, value);
-      EXPECT_EQ(value, "") << missing;
-    }
-    ASSERT_TRUE(api_.List(VIDEO_TABLE_MOVIE, 0, 0, VIDEO_ADDITIONAL_NONE, "", ORDER_DIRECTION_ASC,
-                          "", nullptr, missing[0] ? missing : nullptr, nullptr, nullptr, "", answer,
-                          total, count));
-    EXPECT_EQ(total, missing[0] ? 0u : 5u) << missing;
+  ASSERT_TRUE(List(VIDEO_TABLE_MOVIE, "", ""));
+  EXPECT_EQ(Column(answer_["movies"], "id"), "3,4");
+  for (const char* missing : {"999", "1 or 1=1", "-1"}) {
+    std::string value;
+    api_.GetValueById("actor", missing, value);
+    EXPECT_EQ(value, "") << missing;
+    ASSERT_TRUE(List(VIDEO_TABLE_MOVIE, "", nullptr, missing));
+    EXPECT_EQ(total_, 0u) << missing;
   }
   EXPECT_FALSE(AnyStatementHolds("1=1"));
 }
 
 TEST_F(MetadataFilterTest, YearsAndShowIdsThatAreNotNumbersMatchNothing) {
-  AddLibrary();
   const std::string attack = "2003' OR '1'='1";
   Added movie = Filter(VIDEO_TABLE_MOVIE, VIDEO_ACTION_LIST, "", "", "", nullptr, nullptr, nullptr,
                        nullptr, attack);
@@ -144,44 +125,29 @@ TEST_F(MetadataFilterTest, YearsAndShowIdsThatAreNotNumbersMatchNothing) {
                          nullptr, nullptr, nullptr, nullptr, "");
   EXPECT_EQ(episode.conditions, Texts{"1=0"});
 
-  Json::Value answer;
-  unsigned long total = 9, count = 9;
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_HOME_VIDEO, 0, 10, VIDEO_ADDITIONAL_NONE, "",
-                        ORDER_DIRECTION_ASC, "", nullptr, nullptr, nullptr, nullptr, attack, answer,
-                        total, count));
-  EXPECT_EQ(answer, Page(0, 0, "videos", Json::Value(Json::arrayValue)));
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_TVSHOW_EPISODE, 0, 10, VIDEO_ADDITIONAL_NONE, "",
-                        ORDER_DIRECTION_ASC, "1; DELETE FROM mapper", nullptr, nullptr, nullptr,
-                        nullptr, "", answer, total, count));
-  EXPECT_EQ(total, 0u);
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_TVSHOW_EPISODE, 0, 10, VIDEO_ADDITIONAL_NONE, "",
-                        ORDER_DIRECTION_ASC, "1", nullptr, nullptr, nullptr, nullptr, "2011",
-                        answer, total, count));
-  EXPECT_EQ(Column(answer["episodes"], "id"), "2");
+  ASSERT_TRUE(List(VIDEO_TABLE_HOME_VIDEO, "", nullptr, nullptr, attack));
+  EXPECT_EQ(answer_, EmptyPage("videos"));
+  ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW_EPISODE, "1; DELETE FROM mapper"));
+  EXPECT_EQ(answer_, EmptyPage("episodes"));
+  ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW_EPISODE, "1", nullptr, nullptr, "2011"));
+  EXPECT_EQ(Column(answer_["episodes"], "id"), "2");
   EXPECT_FALSE(AnyStatementHolds("'1'='1"));
   EXPECT_FALSE(AnyStatementHolds("DELETE"));
   EXPECT_EQ(Count("mapper"), 13);
 }
 
 TEST_F(MetadataFilterTest, FragmentsAreFoundLiterally) {
-  AddLibrary();
   Exec("INSERT INTO mapper(id, type) VALUES (14, 'movie')");
   Exec("INSERT INTO movie(id, mapper_id, title) VALUES (14, 14, 'Amélie a\\b')");
-  EXPECT_EQ(MoviesTitled("50%"), "3");
-  EXPECT_EQ(MoviesTitled("sale 50"), "3,4");
-  EXPECT_EQ(MoviesTitled("_"), "");
-  EXPECT_EQ(MoviesTitled("O'Brien"), "5");
-  EXPECT_EQ(MoviesTitled("mélie a\\b"), "14");
-  EXPECT_EQ(MoviesTitled("\\"), "14");
-  EXPECT_EQ(MoviesTitled("%' OR '1'='1"), "");
+  const std::pair<const char*, const char*> cases[] = {
+      {"50%", "3"},         {"sale 50", "3,4"}, {"_", ""},           {"O'Brien", "5"},
+      {"mélie a\\b", "14"}, {"\\", "14"},       {"%' OR '1'='1", ""}};
+  for (const auto& c : cases) EXPECT_EQ(MoviesTitled(c.first), c.second) << c.first;
   EXPECT_EQ(Count("movie"), 6);
 }
 
 TEST_F(MetadataFilterTest, KeywordSearchIsOneConditionOfAlternatives) {
-  AddLibrary();
-  Json::Value keywords;
-  keywords["title"] = "star";
-  keywords["actor"] = "O'Ford 5%";
+  Json::Value keywords = Parse(R"({"title": "star", "actor": "O'Ford 5%"})");
   VideoDB movies(nullptr, "movie");
   ASSERT_TRUE(api_.GlobalSearch(movies, VIDEO_TABLE_MOVIE, keywords));
   EXPECT_EQ(movies.conditions,
@@ -190,8 +156,7 @@ TEST_F(MetadataFilterTest, KeywordSearchIsOneConditionOfAlternatives) {
                   "actor ilike '%O''Ford 5\\%%' or title ilike '%star%' GROUP BY movie.id )"});
 
   VideoDB shows(nullptr, "tvshow");
-  Json::Value byTitle;
-  byTitle["title"] = "one";
+  Json::Value byTitle = Parse(R"({"title": "one"})");
   ASSERT_TRUE(api_.GlobalSearch(shows, VIDEO_TABLE_TVSHOW, byTitle));
   EXPECT_EQ(shows.conditions,
             Texts{" id IN ( select tvshow.id FROM tvshow LEFT JOIN tvshow_episode ON "
@@ -202,31 +167,17 @@ TEST_F(MetadataFilterTest, KeywordSearchIsOneConditionOfAlternatives) {
   VideoDB refused(nullptr, "tvshow_episode");
   EXPECT_FALSE(api_.GlobalSearch(refused, VIDEO_TABLE_TVSHOW_EPISODE, byTitle));
   EXPECT_FALSE(api_.GlobalSearch(refused, VIDEO_TABLE_TV_RECORD, byTitle));
-  Json::Value injected;
-  injected["title) OR (1=1"] = "x";
-  for (const Json::Value& bad : {Json::Value("star"), Json::Value(Json::arrayValue), injected}) {
-    EXPECT_FALSE(api_.GlobalSearch(movies, VIDEO_TABLE_MOVIE, bad));
+  for (const char* bad : {R"("star")", "[]", R"({"title) OR (1=1": "x"})"}) {
+    EXPECT_FALSE(api_.GlobalSearch(movies, VIDEO_TABLE_MOVIE, Parse(bad))) << bad;
   }
   EXPECT_TRUE(refused.conditions.empty());
   EXPECT_EQ(movies.conditions.size(), 1u);
 
   // Through Search: the keywords win over every filter argument.
-  Json::Value answer;
-  unsigned long total = 0, count = 0;
-  Json::Value people;
-  people["actor"] = "ann";
-  people["title"] = "o'brien";
-  ASSERT_TRUE(api_.Search(VIDEO_TABLE_MOVIE, 0, 10, VIDEO_ADDITIONAL_NONE, "id",
-                          ORDER_DIRECTION_ASC, people, "Alpha", "", "", "", "", "", "1850", answer,
-                          total, count));
-  EXPECT_EQ(Column(answer["movies"], "id"), "1,2,5");
-  EXPECT_EQ(total, 3u);
-  Json::Value list(Json::arrayValue);
-  list.append("Alpha");
-  EXPECT_FALSE(api_.Search(VIDEO_TABLE_MOVIE, 0, 10, VIDEO_ADDITIONAL_NONE, "", ORDER_DIRECTION_ASC,
-                           list, "", "", nullptr, nullptr, nullptr, nullptr, "", answer, total,
-                           count));
-  EXPECT_EQ(answer, Page(0, 0, "movies", Json::Value(Json::arrayValue)));
+  ASSERT_TRUE(
+      SearchMovies(Parse(R"({"actor": "ann", "title": "o'brien"})"), "Alpha", "", "", "1850"));
+  EXPECT_EQ(Column(answer_["movies"], "id"), "1,2,5");
+  EXPECT_EQ(total_, 3u);
 }
 
 }  // namespace

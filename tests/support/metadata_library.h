@@ -1,5 +1,6 @@
 // A small video library for the tests of the metadata API, inserted with raw
-// SQL through the fixture's own connection, and the fixture that holds it.
+// SQL through the fixture's own connection before every test, and the
+// fixture that holds it.
 //
 // Ids are given explicitly so that tests can name the rows they expect. The
 // mapper ids:
@@ -29,6 +30,11 @@ namespace kinolot_test {
 
 class MetadataTest : public DatabaseTest {
  protected:
+  void SetUp() override {
+    DatabaseTest::SetUp();
+    AddLibrary();
+  }
+
   void AddLibrary() {
     Exec(
         "INSERT INTO mapper(id, type) VALUES (1,'movie'),(2,'movie'),(3,'movie'),(4,'movie'),"
@@ -84,6 +90,12 @@ class MetadataTest : public DatabaseTest {
     Exec("INSERT INTO collection_map(id, mapper_id, collection_id) VALUES (1, 1, 1)");
   }
 
+  static Json::Value Parse(const std::string& text) {
+    Json::Value value;
+    Json::Reader().parse(text, value);
+    return value;
+  }
+
   // A paged answer built the way the front end receives it.
   static Json::Value Page(unsigned long total, unsigned long offset, const std::string& key,
                           const Json::Value& items) {
@@ -92,6 +104,10 @@ class MetadataTest : public DatabaseTest {
     page["offset"] = static_cast<Json::UInt64>(offset);
     page[key] = items;
     return page;
+  }
+  // The answer of a List, Search or browse that found nothing or failed.
+  static Json::Value EmptyPage(const std::string& key) {
+    return Page(0, 0, key, Json::Value(Json::arrayValue));
   }
 
   // The values of `key` of each element of `items`, in order, joined by ",".
@@ -104,6 +120,23 @@ class MetadataTest : public DatabaseTest {
     return out;
   }
 
+  // List and Search of every row of `type` sorted by id, into answer_,
+  // total_ and count_. The filter arguments keep the APIs' order.
+  bool List(LibKinolot::_VIDEO_TABLE_TYPE_ type, const std::string& showId,
+            const char* actor = nullptr, const char* director = nullptr,
+            const std::string& year = "") {
+    return api_.List(type, 0, 0, LibKinolot::VIDEO_ADDITIONAL_NONE, "id",
+                     LibKinolot::ORDER_DIRECTION_ASC, showId, actor, director, nullptr, nullptr,
+                     year, answer_, total_, count_);
+  }
+  bool SearchMovies(const Json::Value& keywords, const std::string& title,
+                    const char* actor = nullptr, const char* genre = nullptr,
+                    const std::string& year = "") {
+    return api_.Search(LibKinolot::VIDEO_TABLE_MOVIE, 0, 0, LibKinolot::VIDEO_ADDITIONAL_NONE, "id",
+                       LibKinolot::ORDER_DIRECTION_ASC, keywords, title, "", actor, nullptr,
+                       nullptr, genre, year, answer_, total_, count_);
+  }
+
   // Counts every row of every table, to tell that a read changed nothing.
   std::string Fingerprint() {
     return Value(
@@ -113,6 +146,9 @@ class MetadataTest : public DatabaseTest {
   }
 
   LibKinolot::VideoMetadataAPI api_;
+  Json::Value answer_;
+  unsigned long total_ = 77;
+  unsigned long count_ = 77;
 };
 
 }  // namespace kinolot_test
