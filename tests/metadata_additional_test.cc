@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
+#include "kinolot/mapping_tables.h"
 #include "support/metadata_library.h"
 
 using namespace LibKinolot;
@@ -14,35 +16,25 @@ namespace {
 
 class MetadataAdditionalTest : public MetadataTest {
  protected:
-  void Handle(_VIDEO_TABLE_TYPE_ type, unsigned int bits, const char* table, Json::Value& items) {
+  void Handle(_VIDEO_TABLE_TYPE_ type, unsigned int bits, const std::string& table,
+              Json::Value& items) {
     api_.AdditionalHandler(type, static_cast<_VIDEO_ADDITIONAL_>(bits), table, items);
   }
 };
 
 TEST_F(MetadataAdditionalTest, EachKindSkipsWhatDoesNotApplyToIt) {
-  struct Case {
-    _VIDEO_TABLE_TYPE_ type;
-    const char* table;
-    unsigned int bits;
-    int queries;
-  } cases[] = {
-      {VIDEO_TABLE_MOVIE, "movie", 0x4, 0},
-      {VIDEO_TABLE_MOVIE, "movie", 0x4 | 0x8, 2},
-      {VIDEO_TABLE_TVSHOW_EPISODE, "tvshow_episode", 0x4, 0},
-      {VIDEO_TABLE_TVSHOW, "tvshow", 0x8 | 0x100, 0},
-      {VIDEO_TABLE_TVSHOW, "tvshow", 0x2 | 0x8, 2},
-      {VIDEO_TABLE_HOME_VIDEO, "home_video", 0x2 | 0x4, 0},
-      {VIDEO_TABLE_HOME_VIDEO, "home_video", 0x1, 1},
-      {VIDEO_TABLE_TV_RECORD, "tv_record", 0x200, 0},
-      {VIDEO_TABLE_TV_RECORD, "tv_record", 0x2, 1},
-      {VIDEO_TABLE_TV_RECORD, "tv_record", 0, 0},
-  };
-  for (const Case& c : cases) {
+  // Kind, requested pieces and the number of queries they take.
+  const std::tuple<_VIDEO_TABLE_TYPE_, unsigned int, size_t> cases[] = {
+      {VIDEO_TABLE_MOVIE, 0x4, 0},          {VIDEO_TABLE_MOVIE, 0x4 | 0x8, 2},
+      {VIDEO_TABLE_TVSHOW_EPISODE, 0x4, 0}, {VIDEO_TABLE_TVSHOW, 0x8 | 0x100, 0},
+      {VIDEO_TABLE_TVSHOW, 0x2 | 0x8, 2},   {VIDEO_TABLE_HOME_VIDEO, 0x2 | 0x4, 0},
+      {VIDEO_TABLE_HOME_VIDEO, 0x1, 1},     {VIDEO_TABLE_TV_RECORD, 0x200, 0},
+      {VIDEO_TABLE_TV_RECORD, 0x2, 1},      {VIDEO_TABLE_TV_RECORD, 0, 0}};
+  for (const auto& [type, bits, queries] : cases) {
     Json::Value items = Parse(R"([{"id": "1", "mapper_id": "1"}])");
     MarkStatements();
-    Handle(c.type, c.bits, c.table, items);
-    EXPECT_EQ(static_cast<int>(Statements().size()), c.queries)
-        << c.table << " " << c.bits << testing::PrintToString(Statements());
+    Handle(type, bits, gMappingTable[type], items);
+    EXPECT_EQ(Statements().size(), queries) << type << " " << bits;
   }
 }
 

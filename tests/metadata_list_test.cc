@@ -54,12 +54,6 @@ TEST_F(MetadataListTest, EveryKindAnswersUnderItsOwnKey) {
     EXPECT_TRUE(answer_.isMember(keys[type]) && answer_.size() == 3u) << answer_.toStyledString();
     EXPECT_EQ(Column(answer_[keys[type]], "title"), titles[type]) << type;
   }
-  // An episode list is the episodes of one show with the show's title.
-  ASSERT_TRUE(api_.List(VIDEO_TABLE_TVSHOW_EPISODE, 0, 10, VIDEO_ADDITIONAL_NONE, "episode",
-                        ORDER_DIRECTION_DESC, "1", nullptr, nullptr, nullptr, nullptr, "", answer_,
-                        total_, count_));
-  EXPECT_EQ(Column(answer_["episodes"], "episode"), "2,1");
-  EXPECT_EQ(answer_["episodes"][1]["tagline"], Json::Value("Pilot"));
 }
 
 TEST_F(MetadataListTest, EveryAdditionalPieceWithOneQueryEach) {
