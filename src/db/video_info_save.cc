@@ -190,16 +190,16 @@ int VideoInfoUpdateVideoFile(const char* path, _VIDEO_INFO_* info, int mapperId)
   int oldId = FileMapperId(boundedPath);
   // The show of the file's former description is looked up whatever the new
   // kind: a file that turns from an episode into a movie must not leave the
-  // show behind without episodes.
-  int oldShow = oldId >= 0 ? GetTVShowMapperIDFromEpisode(oldId) : -1;
+  // show behind without episodes. An episode asks even when the file has no
+  // row yet (the answer is then -1).
+  int oldShow = oldId >= 0 || episode ? GetTVShowMapperIDFromEpisode(oldId) : -1;
 
   int newId = mapperId;
   if (newId < 0) {
     FillVideoInfo(info);
     newId = VideoInfoMapperIDGet(info);
   }
-  int newShow = -1;
-  if (newId >= 0 && episode) newShow = GetTVShowMapperIDFromEpisode(newId);
+  int newShow = episode ? GetTVShowMapperIDFromEpisode(newId) : -1;
   if (newId < 0) {
     LogError("%s:%d Fail to get mapper_id from each video type table", kVideoDbSource, __LINE__);
     return -1;
