@@ -158,6 +158,7 @@ TEST_F(VideoInfoReadTest, BadCallsFailAndHandlesAreWalkedRowByRow) {
   info.type = VIDEO_TYPE_MOVIE;
   EXPECT_EQ(VideoInfoGetOne(nullptr, &info), -1);
   EXPECT_EQ(VideoInfoGetOne("/v/missing.mkv", &info), -1);
+  EXPECT_FALSE(LoggedMatching("video_db:\\d+ Bad parameter.*")) << "refused silently";
   EXPECT_EQ(VideoInfoGet(nullptr, &info), -1);
   EXPECT_TRUE(LoggedMatching("video_db \\(\\d+\\) Bad parameter\\."));
 

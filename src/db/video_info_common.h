@@ -18,8 +18,9 @@
 namespace LibKinolot {
 
 // Copies `text` into `out` of `capacity` bytes, cut at a letter boundary so
-// that at most capacity - 1 bytes and never half a UTF-8 letter remain. A
-// null `text` gives "".
+// that at most capacity - 1 bytes and never half a UTF-8 letter remain. No
+// more than capacity - 1 bytes of `text` are read, so it may be a field
+// filled to the last byte without terminator. A null `text` gives "".
 void CopyText(char* out, size_t capacity, const char* text);
 
 template <size_t N>

@@ -253,10 +253,7 @@ int GetOne(const char* path, _VIDEO_INFO_* info, int prefix) {
 }  // namespace
 
 int VideoInfoGetOneEx(const char* path, _VIDEO_INFO_* info, int prefix) {
-  if (path == nullptr || info == nullptr) {
-    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  if (path == nullptr || info == nullptr) return -1;
   return NoThrow(-1, __LINE__, [&] { return GetOne(path, info, prefix); });
 }
 
