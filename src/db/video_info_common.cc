@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/heap_text.h"
+#include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
@@ -66,6 +68,48 @@ int FileMapperId(const char* path) {
   _VIDEO_INFO_ record;
   SetFileRecord(&record, path);
   return VideoInfoMapperIDGet(VIDEO_TABLE_VIDEO_FILE, &record);
+}
+
+DBConnect_tag* ConnectionOrLog(int line) {
+  DBConnect_tag* connection = VideoDBConnGet();
+  if (connection == nullptr) {
+    LogError("%s:%d Failed to connect to database", kVideoDbSource, line);
+  }
+  return connection;
+}
+
+void LogFormatFailure(int line) {
+  LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, line, VLIBCErrGet());
+}
+
+int ReturnedId(DBConnect_tag* connection, const char* sql, int line, const char* noIdFormat) {
+  ResultOwner result;
+  if (VEXODBSelectLimit(connection, sql, -1, -1, result.out()) == -1) {
+    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, line, sql,
+             VEXODBErrorGet(connection));
+    return -1;
+  }
+  unsigned int row = 0;
+  if (VEXODBFetchRow(result.get(), &row) != 0) {
+    LogError("%s:%d VEXODBFetchRow failed", kVideoDbSource, line);
+    return -1;
+  }
+  const char* id = VEXODBFetchField(result.get(), row, "id");
+  if (id == nullptr) {
+    if (noIdFormat != nullptr) LogError(noIdFormat, kVideoDbSource, line);
+    return -1;
+  }
+  return atoi(id);
+}
+
+HandlerOwner SelectById(const char* tables, const char* columns, const char* format, int id,
+                        const char* orderBy, int line) {
+  HeapText condition(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, id));
+  if (!condition) {
+    LogFormatFailure(line);
+    return HandlerOwner();
+  }
+  return HandlerOwner(VideoDBOpenEX(tables, columns, condition.get(), nullptr, orderBy, 0, 0));
 }
 
 bool ExecLogged(DBConnect_tag* connection, const char* sql, int line) {

@@ -91,9 +91,31 @@ std::string RowText(_VIDEO_DB_HANDLER_* handle, const char* column);
 // The integer in `column` of the handle's current row, 0 for NULL or no number.
 long long RowNumber(_VIDEO_DB_HANDLER_* handle, const char* column);
 
+// The shared connection, or null after logging (with the caller's `line`)
+// that there is none.
+DBConnect_tag* ConnectionOrLog(int line);
+
+// Logs that the placeholder formatter failed, with the platform's last error
+// code and the caller's `line`.
+void LogFormatFailure(int line);
+
 // Runs the statement `sql` on `connection`; a failure is logged with the
 // SQL, the server's error text and the caller's `line`, and gives false.
 bool ExecLogged(DBConnect_tag* connection, const char* sql, int line);
+
+// Runs `sql`, a statement ending in "RETURNING id", and gives the returned
+// id. A failed statement and a missing row are logged with the caller's
+// `line`; a row without id gives -1, after logging `noIdFormat` ("%s:%d ...")
+// when one is given.
+int ReturnedId(DBConnect_tag* connection, const char* sql, int line,
+               const char* noIdFormat = nullptr);
+
+// Opens "SELECT columns FROM tables WHERE condition ORDER BY orderBy" (no
+// order when null), the condition being `format` with its one "@VEXO:INT"
+// filled with `id`. Null when the select fails, or when the formatter does,
+// which is logged with the caller's `line`.
+HandlerOwner SelectById(const char* tables, const char* columns, const char* format, int id,
+                        const char* orderBy, int line);
 
 // Runs `body` and turns an exception escaping it (memory exhausted in a
 // string or list) into a log line and `failure`.

@@ -14,7 +14,6 @@
 #include "db/video_info_common.h"
 #include "db/video_info_mapper.h"
 #include "foundation/heap_text.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
@@ -27,16 +26,9 @@ bool IsEmpty(const char* text) {
   return text == nullptr || text[0] == '\0';
 }
 
-// Whether the first row of the select has a column among `columns` whose
-// text starts with 't', the database's word for true.
-bool AnyLocked(const char* tables, const char* select, const char* format, int mapperId,
-               std::initializer_list<const char*> columns) {
-  HeapText condition(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, mapperId));
-  if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
-    return false;
-  }
-  HandlerOwner handle(VideoDBOpenEX(tables, select, condition.get(), nullptr, nullptr, 0, 0));
+// Whether the first row of the select `handle` has a column among `columns`
+// whose text starts with 't', the database's word for true.
+bool AnyLocked(HandlerOwner handle, std::initializer_list<const char*> columns) {
   if (!handle || VEXODBFetchRow(handle->result, &handle->row) != 0) return false;
   for (const char* column : columns) {
     const char* value = VEXODBFetchField(handle->result, handle->row, column);
@@ -51,7 +43,7 @@ bool PathsUnder(const char* folder, std::vector<std::string>* paths) {
   HeapText condition(
       VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, "path like '@VEXO:LVAR%'", folder));
   if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return false;
   }
   HandlerOwner handle(VideoDBOpenEX("video_file", "path", condition.get(), nullptr, nullptr, 0, 0));
@@ -66,12 +58,7 @@ bool PathsUnder(const char* folder, std::vector<std::string>* paths) {
 
 int VideoInfoMapperTypeGet(int mapperId, char* out, size_t capacity) {
   if (out == nullptr || capacity == 0) return -1;
-  HeapText condition(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, "id = @VEXO:INT", mapperId));
-  if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
-    return -1;
-  }
-  HandlerOwner handle(VideoDBOpenEX("mapper", "type", condition.get(), nullptr, nullptr, 0, 0));
+  HandlerOwner handle = SelectById("mapper", "type", "id = @VEXO:INT", mapperId, nullptr, __LINE__);
   if (!handle || VEXODBFetchRow(handle->result, &handle->row) != 0) return -1;
   CopyText(out, capacity, VEXODBFetchField(handle->result, handle->row, "type"));
   return 0;
@@ -85,13 +72,17 @@ bool VideoInfoIsLock(const char* path) {
     char type[kTypeNameSize];
     if (VideoInfoMapperTypeGet(id, type, sizeof(type)) != 0) return false;
     if (strcasecmp(type, VideoTypeGetName(VIDEO_TYPE_MOVIE)) == 0) {
-      return AnyLocked("movie", "isLock", "mapper_id = @VEXO:INT", id, {"islock"});
+      return AnyLocked(
+          SelectById("movie", "isLock", "mapper_id = @VEXO:INT", id, nullptr, __LINE__),
+          {"islock"});
     }
     if (strcasecmp(type, VideoTypeGetName(VIDEO_TYPE_TVSHOW_EPISODE)) == 0) {
       // A locked show locks every one of its episodes.
       return AnyLocked(
-          "tvshow_episode as a, tvshow as b", "a.isLock as episodeLock, b.isLock as tvshowLock",
-          "a.mapper_id = @VEXO:INT AND a.tvshow_id = b.id", id, {"episodelock", "tvshowlock"});
+          SelectById("tvshow_episode as a, tvshow as b",
+                     "a.isLock as episodeLock, b.isLock as tvshowLock",
+                     "a.mapper_id = @VEXO:INT AND a.tvshow_id = b.id", id, nullptr, __LINE__),
+          {"episodelock", "tvshowlock"});
     }
     return false;
   });
@@ -123,7 +114,7 @@ int VideoInfoDelete(const char* path, bool force) {
                                        "DELETE FROM @VEXO:VAR WHERE path = '@VEXO:VAR'",
                                        "video_file", boundedPath));
     if (!sql) {
-      LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+      LogFormatFailure(__LINE__);
       return -1;
     }
     if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
@@ -160,11 +151,8 @@ int VideoInfoRename(const char* newPath, const char* oldPath) {
       LogError("%s:%d There is no any record in DB", kVideoDbSource, __LINE__);
       return -1;
     }
-    DBConnect_tag* connection = VideoDBConnGet();
-    if (connection == nullptr) {
-      LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-      return -1;
-    }
+    DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+    if (connection == nullptr) return -1;
     char boundedPath[kPathSize];
     CopyText(boundedPath, newPath);
     // Every file row of the description moves, not only the one of oldPath.
@@ -173,7 +161,7 @@ int VideoInfoRename(const char* newPath, const char* oldPath) {
                                        "current_timestamp WHERE mapper_id = @VEXO:INT",
                                        "video_file", boundedPath, id));
     if (!sql) {
-      LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+      LogFormatFailure(__LINE__);
       return -1;
     }
     return ExecLogged(connection, sql.get(), __LINE__) ? 0 : -1;

@@ -3,22 +3,19 @@
 // find the mapper of a stored video by its identity.
 #include "db/video_info_mapper.h"
 
-#include <cstdlib>
 #include <string>
 
 #include "db/video_info_common.h"
 #include "foundation/heap_text.h"
 #include "foundation/video_types.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
 namespace {
 
-// The first row's "mapper_id" of "SELECT columns FROM tables WHERE
-// condition", or -1 when there is no row or the select fails.
-int FirstMapperId(const char* tables, const char* columns, const char* condition) {
-  HandlerOwner handle(VideoDBOpenEX(tables, columns, condition, nullptr, nullptr, 0, 0));
+// The first row's "mapper_id" of the select `handle`, or -1 when there is no
+// row or the select failed (null).
+int FirstMapperId(HandlerOwner handle) {
   if (!handle || handle->row_count < 1) return -1;
   if (VEXODBFetchRow(handle->result, &handle->row) != 0) return -1;
   return static_cast<int>(RowNumber(handle.get(), "mapper_id"));
@@ -75,40 +72,26 @@ int MapperIdOfTable(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_* info) {
       return -1;
   }
   if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
-  return FirstMapperId(tables, columns, condition.get());
+  return FirstMapperId(
+      HandlerOwner(VideoDBOpenEX(tables, columns, condition.get(), nullptr, nullptr, 0, 0)));
 }
 
 }  // namespace
 
 int VideoInfoMapperSave(_VIDEO_TYPE_ type) {
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+  if (connection == nullptr) return -1;
   HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
                                      "INSERT INTO mapper(type) VALUES('@VEXO:VAR') RETURNING id",
                                      VideoTypeGetName(type)));
   if (!sql) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
-  ResultOwner result;
-  if (VEXODBSelectLimit(connection, sql.get(), -1, -1, result.out()) == -1) {
-    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
-             VEXODBErrorGet(connection));
-    return -1;
-  }
-  unsigned int row = 0;
-  if (VEXODBFetchRow(result.get(), &row) != 0) {
-    LogError("%s:%d VEXODBFetchRow failed", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  const char* id = VEXODBFetchField(result.get(), row, "id");
-  return id ? atoi(id) : -1;
+  return ReturnedId(connection, sql.get(), __LINE__);
 }
 
 int VideoInfoMapperDelete(int mapperId) {
@@ -120,16 +103,10 @@ int VideoInfoMapperDelete(int mapperId) {
   HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
                                      "DELETE FROM mapper WHERE id = @VEXO:INT", mapperId));
   if (!sql) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
-  ResultOwner result;
-  if (VEXODBExecute(connection, sql.get(), result.out()) == -1) {
-    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
-             VEXODBErrorGet(connection));
-    return -1;
-  }
-  return 0;
+  return ExecLogged(connection, sql.get(), __LINE__) ? 0 : -1;
 }
 
 int VideoInfoMapperIDGet(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_* info) {
@@ -167,32 +144,20 @@ bool IsVideoInfoExisted(const char* path) {
 }
 
 int GetTVShowMapperIDFromEpisode(int episodeMapperId) {
-  HeapText condition(VEXODBEscapeStringEX3(
-      kVexoDBKindPostgreSQL,
-      "tvshow_episode.tvshow_id = tvshow.id AND tvshow_episode.mapper_id = @VEXO:INT",
-      episodeMapperId));
-  if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
-    return -1;
-  }
-  return FirstMapperId("tvshow,tvshow_episode", "tvshow.mapper_id", condition.get());
+  return FirstMapperId(
+      SelectById("tvshow,tvshow_episode", "tvshow.mapper_id",
+                 "tvshow_episode.tvshow_id = tvshow.id AND tvshow_episode.mapper_id = @VEXO:INT",
+                 episodeMapperId, nullptr, __LINE__));
 }
 
 int VideoInfoMapperDeleteIfUnused(int kind, int mapperId) {
-  const char* tables = "video_file";
-  const char* columns = "mapper_id";
-  const char* format = "mapper_id = @VEXO:INT";
-  if (kind == VIDEO_TYPE_TVSHOW) {
-    tables = "tvshow,tvshow_episode";
-    columns = "tvshow.mapper_id";
-    format = "tvshow.mapper_id = @VEXO:INT AND tvshow.id = tvshow_episode.tvshow_id";
-  }
-  HeapText condition(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, mapperId));
-  if (!condition) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
-    return -1;
-  }
-  HandlerOwner handle(VideoDBOpenEX(tables, columns, condition.get(), nullptr, nullptr, 0, 0));
+  HandlerOwner handle =
+      kind == VIDEO_TYPE_TVSHOW
+          ? SelectById("tvshow,tvshow_episode", "tvshow.mapper_id",
+                       "tvshow.mapper_id = @VEXO:INT AND tvshow.id = tvshow_episode.tvshow_id",
+                       mapperId, nullptr, __LINE__)
+          : SelectById("video_file", "mapper_id", "mapper_id = @VEXO:INT", mapperId, nullptr,
+                       __LINE__);
   if (!handle) return -1;
   if (handle->row_count > 0) return 0;
   return VideoInfoMapperDelete(mapperId);

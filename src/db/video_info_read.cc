@@ -155,23 +155,30 @@ void DecodeMovie(_VIDEO_DB_HANDLER_* h, _VIDEO_INFO_* info) {
   info->plus_info = ReadPlusInfo(h, "plus_info");
 }
 
+// The year, dates and texts that an episode row carries twice, under the
+// aliases of the episode ("tvshow_episode_...") and of its show
+// ("tvshow_...").
+void ReadAliased(_VIDEO_DB_HANDLER_* h, const std::string& prefix, int32_t* year,
+                 char (&available)[32], char (&sortTime)[32], char (&summary)[4096],
+                 Json::Value* plusInfo) {
+  *year = ReadInt(h, (prefix + "year").c_str());
+  ReadText(h, (prefix + "originally_available").c_str(), available);
+  ReadText(h, (prefix + "sort_time").c_str(), sortTime);
+  ReadText(h, (prefix + "summary").c_str(), summary);
+  *plusInfo = ReadPlusInfo(h, (prefix + "plus_info").c_str());
+}
+
 void DecodeEpisode(_VIDEO_DB_HANDLER_* h, _VIDEO_INFO_* info) {
   info->season = ReadInt(h, "season");
   info->episode = ReadInt(h, "episode");
   ReadText(h, "tag_line", info->tag_line);
-  info->year = ReadInt(h, "tvshow_episode_year");
-  ReadText(h, "tvshow_episode_originally_available", info->originally_available);
-  ReadText(h, "tvshow_episode_sort_time", info->sort_time);
-  ReadText(h, "tvshow_episode_summary", info->summary);
-  info->plus_info = ReadPlusInfo(h, "tvshow_episode_plus_info");
+  ReadAliased(h, "tvshow_episode_", &info->year, info->originally_available, info->sort_time,
+              info->summary, &info->plus_info);
   ReadDates(h, "tvshow_episode_", info);
   ReadText(h, "title", info->title);
   ReadText(h, "sort_title", info->sort_title);
-  info->tvshow_year = ReadInt(h, "tvshow_year");
-  ReadText(h, "tvshow_originally_available", info->tvshow_originally_available);
-  ReadText(h, "tvshow_sort_time", info->tvshow_sort_time);
-  ReadText(h, "tvshow_summary", info->tvshow_summary);
-  info->tvshow_plus_info = ReadPlusInfo(h, "tvshow_plus_info");
+  ReadAliased(h, "tvshow_", &info->tvshow_year, info->tvshow_originally_available,
+              info->tvshow_sort_time, info->tvshow_summary, &info->tvshow_plus_info);
 }
 
 void DecodeRecording(_VIDEO_DB_HANDLER_* h, _VIDEO_INFO_* info) {
@@ -202,10 +209,7 @@ int DecodeRow(_VIDEO_DB_HANDLER_* handle, _VIDEO_INFO_* info) {
 // Replaces the list of `table` in `names` by the names stored for
 // `mapperId`, in the order they were stored.
 void ReadNames(const char* table, int mapperId, std::list<std::string>* names) {
-  HeapText condition(
-      VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, "mapper_id = @VEXO:INT", mapperId));
-  if (!condition) return;
-  HandlerOwner handle(VideoDBOpenEX(table, table, condition.get(), nullptr, "id", 0, 0));
+  HandlerOwner handle = SelectById(table, table, "mapper_id = @VEXO:INT", mapperId, "id", __LINE__);
   if (!handle) return;
   names->clear();
   while (VEXODBFetchRow(handle->result, &handle->row) == 0) {

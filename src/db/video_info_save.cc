@@ -9,7 +9,6 @@
 #include "db/video_info_save.h"
 #include "db/video_info_side.h"
 #include "foundation/heap_text.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
@@ -51,11 +50,8 @@ bool DatesWellFormed(const _VIDEO_INFO_* info) {
 }
 
 int SaveFile(_VIDEO_INFO_VIDEO_FILE_* file) {
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+  if (connection == nullptr) return -1;
   std::string path = FieldText(file->path);
   std::string videoCodec = FieldText(file->video_codec);
   std::string audioCodec = FieldText(file->audio_codec);
@@ -94,7 +90,7 @@ int SaveFile(_VIDEO_INFO_VIDEO_FILE_* file) {
         file->frame_rate_den, file->video_bitrate, path.c_str()));
   }
   if (!sql) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
   ResultOwner result;
@@ -217,17 +213,14 @@ int VideoInfoUpdateVideoFile(const char* path, _VIDEO_INFO_* info, int mapperId)
     return 0;
   }
 
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+  if (connection == nullptr) return -1;
   HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
                                      "UPDATE video_file SET mapper_id = @VEXO:INT, updated = 1, "
                                      "modify_date = current_timestamp WHERE path = '@VEXO:VAR'",
                                      newId, boundedPath));
   if (!sql) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
   if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;

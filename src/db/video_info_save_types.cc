@@ -1,7 +1,6 @@
 // The savers of the four kinds of description: each is an upsert by the
 // kind's identity (title and year; show, season and episode; title and
 // record time) that keeps an existing mapper id, followed by the side tables.
-#include <cstdlib>
 #include <string>
 
 #include "db/video_info_common.h"
@@ -9,7 +8,6 @@
 #include "db/video_info_save.h"
 #include "db/video_info_side.h"
 #include "foundation/heap_text.h"
-#include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
@@ -32,85 +30,78 @@ void SaveSideTexts(int mapperId, const Json::Value* plusInfo, const std::string&
   }
 }
 
-void LogFormatFailure(int line) {
-  LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, line, VLIBCErrGet());
+// A new mapper of `kind` for a description that is not stored yet, or -1
+// after logging the failure with the caller's `line`.
+int NewMapper(_VIDEO_TYPE_ kind, int line) {
+  int id = VideoInfoMapperSave(kind);
+  if (id < 0) LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, line, id);
+  return id;
 }
 
-// Runs an UPDATE or INSERT of the show that ends in "RETURNING id" and gives
-// the show row's id, or -1 after logging `noRow` when it returned no row.
-int ShowRowId(DBConnect_tag* connection, const char* sql, const char* noRow, int line) {
-  ResultOwner result;
-  if (VEXODBSelectLimit(connection, sql, -1, -1, result.out()) == -1) {
-    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, line, sql,
-             VEXODBErrorGet(connection));
+// Runs the UPDATE or INSERT `sql` that a saver built for its description
+// `id`, then stores the description's side texts: plus_info (when `plusInfo`
+// is given) and summary. Returns `id`, or -1.
+int FinishUpsert(DBConnect_tag* connection, const HeapText& sql, int id,
+                 const Json::Value* plusInfo, const char (&summary)[4096], int line) {
+  if (!sql) {
+    LogFormatFailure(line);
     return -1;
   }
-  unsigned int row = 0;
-  const char* id = nullptr;
-  if (VEXODBFetchRow(result.get(), &row) == 0) id = VEXODBFetchField(result.get(), row, "id");
-  if (id == nullptr) {
-    LogError(noRow, kVideoDbSource, line);
-    return -1;
+  if (!ExecLogged(connection, sql.get(), line)) return -1;
+  SaveSideTexts(id, plusInfo, FieldText(summary));
+  return id;
+}
+
+// The connection a saver works on, or null after logging a null record or a
+// missing connection.
+DBConnect_tag* SaverConnection(const _VIDEO_INFO_* info, int line) {
+  if (info == nullptr) {
+    LogError("%s:%d Bad parameter", kVideoDbSource, line);
+    return nullptr;
   }
-  return atoi(id);
+  return ConnectionOrLog(line);
 }
 
 // Saves the show of the episode `info`: returns its row id (what episodes
-// refer to) and its mapper id through `showMapperId`, or -1.
-int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info, int* showMapperId) {
+// refer to), or -1.
+int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info) {
   int mapperId = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW, info);
   std::string sortTitle = FieldText(info->sort_title);
   std::string available = QuotedDate(info->tvshow_originally_available);
   std::string sortTime = QuotedDate(info->tvshow_sort_time);
-  int showId = -1;
+  HeapText sql;
   if (mapperId >= 0) {
-    HeapText sql(VEXODBEscapeStringEX3(
+    sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "UPDATE tvshow SET sort_title = '@VEXO:VAR', originally_available = @VEXO:NEVAR, "
         "sort_time = @VEXO:NEVAR, modify_date = current_timestamp WHERE mapper_id = @VEXO:INT "
         "RETURNING id",
         sortTitle.c_str(), available.c_str(), sortTime.c_str(), mapperId));
-    if (!sql) {
-      LogFormatFailure(__LINE__);
-      return -1;
-    }
-    showId = ShowRowId(connection, sql.get(), "%s:%d Get tvshow_id failed", __LINE__);
   } else {
-    mapperId = VideoInfoMapperSave(VIDEO_TYPE_TVSHOW);
-    if (mapperId < 0) {
-      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, mapperId);
-      return -1;
-    }
-    HeapText sql(VEXODBEscapeStringEX3(
+    mapperId = NewMapper(VIDEO_TYPE_TVSHOW, __LINE__);
+    if (mapperId < 0) return -1;
+    sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "INSERT INTO tvshow(title, sort_title, year, originally_available, sort_time, mapper_id) "
         "VALUES('@VEXO:VAR', '@VEXO:VAR', @VEXO:INT, @VEXO:NEVAR, @VEXO:NEVAR, @VEXO:INT) "
         "RETURNING id",
         FieldText(info->title).c_str(), sortTitle.c_str(), info->tvshow_year, available.c_str(),
         sortTime.c_str(), mapperId));
-    if (!sql) {
-      LogFormatFailure(__LINE__);
-      return -1;
-    }
-    showId = ShowRowId(connection, sql.get(), "%s:%d VEXODBFetchRow failed", __LINE__);
   }
+  if (!sql) {
+    LogFormatFailure(__LINE__);
+    return -1;
+  }
+  int showId = ReturnedId(connection, sql.get(), __LINE__, "%s:%d Get tvshow_id failed");
   if (showId < 0) return -1;
   SaveSideTexts(mapperId, &info->tvshow_plus_info, FieldText(info->tvshow_summary));
-  *showMapperId = mapperId;
   return showId;
 }
 
 // The upsert shared by home videos and TV recordings.
 int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
-  if (info == nullptr) {
-    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = SaverConnection(info, __LINE__);
+  if (connection == nullptr) return -1;
   _VIDEO_TABLE_TYPE_ table = tvRecord ? VIDEO_TABLE_TV_RECORD : VIDEO_TABLE_HOME_VIDEO;
   int id = VideoInfoMapperIDGet(table, info);
   std::string sortTitle = FieldText(info->sort_title);
@@ -130,11 +121,8 @@ int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
                                       sortTitle.c_str(), id));
     }
   } else {
-    id = VideoInfoMapperSave(info->type);
-    if (id < 0) {
-      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, id);
-      return -1;
-    }
+    id = NewMapper(info->type, __LINE__);
+    if (id < 0) return -1;
     std::string title = FieldText(info->title);
     std::string recordTime = QuotedDate(info->record_time);
     if (tvRecord) {
@@ -151,27 +139,14 @@ int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
           title.c_str(), sortTitle.c_str(), recordTime.c_str(), id));
     }
   }
-  if (!sql) {
-    LogFormatFailure(__LINE__);
-    return -1;
-  }
-  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
-  SaveSideTexts(id, nullptr, FieldText(info->summary));
-  return id;
+  return FinishUpsert(connection, sql, id, nullptr, info->summary, __LINE__);
 }
 
 }  // namespace
 
 int VideoInfoMovieSave(_VIDEO_INFO_* info) {
-  if (info == nullptr) {
-    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = SaverConnection(info, __LINE__);
+  if (connection == nullptr) return -1;
   int id = VideoInfoMapperIDGet(VIDEO_TABLE_MOVIE, info);
   std::string sortTitle = FieldText(info->sort_title);
   std::string tagLine = FieldText(info->tag_line);
@@ -201,27 +176,13 @@ int VideoInfoMovieSave(_VIDEO_INFO_* info) {
         FieldText(info->title).c_str(), sortTitle.c_str(), tagLine.c_str(), info->year,
         available.c_str(), sortTime.c_str(), id));
   }
-  if (!sql) {
-    LogFormatFailure(__LINE__);
-    return -1;
-  }
-  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
-  SaveSideTexts(id, &info->plus_info, FieldText(info->summary));
-  return id;
+  return FinishUpsert(connection, sql, id, &info->plus_info, info->summary, __LINE__);
 }
 
 int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
-  if (info == nullptr) {
-    LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  int showMapperId = -1;
-  int showId = SaveShow(connection, info, &showMapperId);
+  DBConnect_tag* connection = SaverConnection(info, __LINE__);
+  if (connection == nullptr) return -1;
+  int showId = SaveShow(connection, info);
   if (showId < 0) return -1;
 
   int id = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW_EPISODE, info);
@@ -237,11 +198,8 @@ int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
         "current_timestamp WHERE mapper_id = @VEXO:INT",
         tagLine.c_str(), info->year, available.c_str(), sortTime.c_str(), id));
   } else {
-    id = VideoInfoMapperSave(VIDEO_TYPE_TVSHOW_EPISODE);
-    if (id < 0) {
-      LogError("%s:%d VideoInfoMapperSave failed: %d", kVideoDbSource, __LINE__, id);
-      return -1;
-    }
+    id = NewMapper(VIDEO_TYPE_TVSHOW_EPISODE, __LINE__);
+    if (id < 0) return -1;
     sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "INSERT INTO tvshow_episode(season, episode, tag_line, year, originally_available, "
@@ -250,13 +208,7 @@ int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
         info->season, info->episode, tagLine.c_str(), info->year, available.c_str(),
         sortTime.c_str(), showId, id));
   }
-  if (!sql) {
-    LogFormatFailure(__LINE__);
-    return -1;
-  }
-  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
-  SaveSideTexts(id, &info->plus_info, FieldText(info->summary));
-  return id;
+  return FinishUpsert(connection, sql, id, &info->plus_info, info->summary, __LINE__);
 }
 
 int VideoInfoHomeVideoSave(_VIDEO_INFO_* info) {

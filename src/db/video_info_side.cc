@@ -4,12 +4,10 @@
 #include "db/video_info_side.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "db/video_info_common.h"
 #include "foundation/heap_text.h"
 #include "foundation/video_types.h"
-#include "kinolot/platform/vlib_c.h"
 
 namespace LibKinolot {
 
@@ -40,24 +38,9 @@ int VideoInfoSideSave(_VIDEO_TABLE_TYPE_ table, int mapperId, const char* text) 
     LogError("%s:%d Failed to malloc", kVideoDbSource, __LINE__);
     return -1;
   }
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  ResultOwner result;
-  if (VEXODBSelectLimit(connection, sql.get(), -1, -1, result.out()) == -1) {
-    LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
-             VEXODBErrorGet(connection));
-    return -1;
-  }
-  unsigned int row = 0;
-  if (VEXODBFetchRow(result.get(), &row) != 0) {
-    LogError("%s:%d VEXODBFetchRow failed", kVideoDbSource, __LINE__);
-    return -1;
-  }
-  const char* id = VEXODBFetchField(result.get(), row, "id");
-  return id ? atoi(id) : -1;
+  DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+  if (connection == nullptr) return -1;
+  return ReturnedId(connection, sql.get(), __LINE__);
 }
 
 int VideoInfoNameListSave(int mapperId, _VIDEO_TABLE_TYPE_ table, std::list<std::string> names) {
@@ -66,27 +49,17 @@ int VideoInfoNameListSave(int mapperId, _VIDEO_TABLE_TYPE_ table, std::list<std:
     LogError("%s:%d Bad table type", kVideoDbSource, __LINE__);
     return -1;
   }
-  DBConnect_tag* connection = VideoDBConnGet();
-  if (connection == nullptr) {
-    LogError("%s:%d Failed to connect to database", kVideoDbSource, __LINE__);
-    return -1;
-  }
+  DBConnect_tag* connection = ConnectionOrLog(__LINE__);
+  if (connection == nullptr) return -1;
   // The name column carries the table's own name.
   const char* name = VideoTableTypeGetName(table);
   HeapText sql(VEXODBEscapeStringEX3(
       kVexoDBKindPostgreSQL, "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:INT", name, mapperId));
   if (!sql) {
-    LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+    LogFormatFailure(__LINE__);
     return -1;
   }
-  {
-    ResultOwner result;
-    if (VEXODBExecute(connection, sql.get(), result.out()) == -1) {
-      LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
-               VEXODBErrorGet(connection));
-      return -1;
-    }
-  }
+  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
   int status = 0;
   for (const std::string& entry : names) {
     sql.reset(VEXODBEscapeStringEX3(
@@ -94,14 +67,9 @@ int VideoInfoNameListSave(int mapperId, _VIDEO_TABLE_TYPE_ table, std::list<std:
         "INSERT INTO @VEXO:VAR(@VEXO:VAR, mapper_id) VALUES('@VEXO:VAR', @VEXO:INT)", name, name,
         entry.c_str(), mapperId));
     if (!sql) {
-      LogError("%s:%d Failed to VLIBCStrGetEx()[0x%04X]", kVideoDbSource, __LINE__, VLIBCErrGet());
+      LogFormatFailure(__LINE__);
       status = -1;
-      continue;
-    }
-    ResultOwner result;
-    if (VEXODBExecute(connection, sql.get(), result.out()) == -1) {
-      LogError("%s:%d Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
-               VEXODBErrorGet(connection));
+    } else if (!ExecLogged(connection, sql.get(), __LINE__)) {
       status = -1;
     }
   }
