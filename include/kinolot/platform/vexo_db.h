@@ -51,8 +51,7 @@ KINOLOT_EXPORT int VEXODBDatabaseTypeGet(DBConnect_tag* connection);
 // `result` (the caller frees it); on failure returns -1, stores null and keeps
 // the server's error text for VEXODBErrorGet. `result` may be null when the
 // caller does not want the rows.
-KINOLOT_EXPORT int VEXODBExecute(DBConnect_tag* connection, const char* sql,
-                                 DBResult_tag** result);
+KINOLOT_EXPORT int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** result);
 
 // Runs a SELECT and keeps at most `limit` rows starting at row `offset`; a
 // limit or offset of 0 or less means none. Results and failures as for
