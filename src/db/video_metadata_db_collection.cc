@@ -4,7 +4,6 @@
 // upper_sort_title, originally_available, year, sort_time, type), restricted
 // to the collection through collection_map and sorted and paged as one list.
 // Rows are read with NextRow and FetchVideoItem; "type" tells their kind.
-#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <string>
@@ -13,6 +12,7 @@
 #include "db/video_metadata_db_internal.h"
 #include "foundation/heap_text.h"
 #include "foundation/log.h"
+#include "foundation/sql_words.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
 
@@ -117,17 +117,6 @@ const char kListAll[] =
   KINOLOT_EPISODES_FOUND " UNION  " KINOLOT_MOVIES_FOUND " UNION  " KINOLOT_HOME_VIDEOS_FOUND \
                          " UNION  " KINOLOT_TV_RECORDS_FOUND
 
-// True for a plain SQL name: letters, digits, underscores and dots. Names
-// that callers hand in (sort columns, search criteria) stand unquoted in the
-// statement, so nothing else is let through.
-bool IsPlainName(const std::string& text) {
-  if (text.empty()) return false;
-  for (char c : text) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_' && c != '.') return false;
-  }
-  return true;
-}
-
 // Turns a sort column and direction into the ORDER BY text of a collection
 // union, at most 99 characters. Sort titles compare upper-cased, sort times
 // by year first; a column that is not a plain name sorts by title.
@@ -138,7 +127,7 @@ void BuildSortKey(const std::string& orderBy, _ORDER_DIRECTION_ direction, char 
   } else if (orderBy == "sort_time") {
     snprintf(key, sizeof(key), "year %s, sort_time %s", word, word);
   } else {
-    snprintf(key, sizeof(key), "%s %s", IsPlainName(orderBy) ? orderBy.c_str() : "title", word);
+    snprintf(key, sizeof(key), "%s %s", IsPlainSqlName(orderBy) ? orderBy.c_str() : "title", word);
   }
 }
 
@@ -196,7 +185,7 @@ int VideoDB::CollectionGlobalSearch(Json::Value criteria, const std::string& col
       criteria.isObject() ? criteria.getMemberNames() : std::vector<std::string>();
   for (const std::string& name : names) {
     const Json::Value& value = static_cast<const Json::Value&>(criteria)[name];
-    if (!IsPlainName(name) || !value.isConvertibleTo(Json::stringValue)) continue;
+    if (!IsPlainSqlName(name) || !value.isConvertibleTo(Json::stringValue)) continue;
     if (IsNameListTable(name))
       joins.push_back("LEFT JOIN " + name + " ON mapper.id=" + name + ".mapper_id");
     HeapText escaped(VEXODBEscapeStringEX3(kind, "@VEXO:LVAR", value.asString().c_str()));

@@ -3,6 +3,7 @@
 // builder before the caller runs its select. Every text from the caller is
 // escaped on its way in; years and show ids reach SQL unquoted and are
 // therefore taken only when they are decimal numbers.
+#include "foundation/sql_words.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_api.h"
 #include "metadata/metadata_text.h"
@@ -19,18 +20,6 @@ const char kMatchesNothing[] = "1=0";
 std::string YearCondition(const char* format, const std::string& table, const std::string& year) {
   if (!IsDecimalText(year)) return kMatchesNothing;
   return StringFormat(format, table.c_str(), year.c_str());
-}
-
-// A column name from a keyword object: letters, digits, '_' and '.' only, so
-// that it can stand unquoted in SQL.
-bool IsPlainColumnName(const std::string& name) {
-  if (name.empty()) return false;
-  for (char c : name) {
-    bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                 c == '_' || c == '.';
-    if (!plain) return false;
-  }
-  return true;
 }
 
 struct PersonFilter {
@@ -165,7 +154,7 @@ bool VideoMetadataAPI::GlobalSearch(VideoDB& db, _VIDEO_TABLE_TYPE_ type,
     // The member name stands as a column in the condition, so only plain
     // column names are accepted from the caller.
     std::string column = member.name();
-    if (!IsPlainColumnName(column)) return false;
+    if (!IsPlainSqlName(column)) return false;
     if (column == "actor" || column == "director" || column == "writer") {
       joins.push_back(
           StringFormat("LEFT JOIN %s ON mapper.id=%s.mapper_id", column.c_str(), column.c_str()));
