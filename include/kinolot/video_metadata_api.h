@@ -19,6 +19,8 @@
 
 #include <json/json.h>
 
+#include <list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -173,6 +175,54 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   bool CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ category, unsigned long offset,
                       unsigned long limit, _ORDER_DIRECTION_ direction, const char* keyword,
                       Json::Value& answer, unsigned long& total, unsigned long& count);
+
+  // ---------------------------------------------------------------------------
+  // Field look-ups: single values read before an edit decides what to write.
+  // Each runs at most one query on a connection of its own and logs nothing;
+  // a missing row and a failed query look the same to the caller.
+
+  // Returns column `field` of the first row of `table` whose `key` equals
+  // `value`, or "" when there is none. `table`, `key` and `field` must be
+  // plain SQL names; `value` stands in the condition as it is given, so it
+  // must be a decimal number or a quoted literal ('It''s'). Anything else,
+  // and any empty argument, returns "" without a query.
+  std::string GetFieldValueByKey(const std::string& table, const std::string& key,
+                                 const std::string& value, const std::string& field);
+  // GetFieldValueByKey(table, "id", id, field).
+  std::string GetFieldValueById(const std::string& table, const std::string& id,
+                                const std::string& field);
+  // Sets `id` to the id of the item of `type` (1 to 5) that owns the video
+  // file whose id is `videoId`. Returns true when the query ran, even if no
+  // item owns the file (`id` is then left as it was: test it, not the
+  // result); false for another type or a `videoId` that is not a decimal
+  // number, without a query, and when the query fails.
+  bool GetIDByVideoID(_VIDEO_TABLE_TYPE_ type, const std::string& videoId, std::string& id);
+  // Sets `out` to the release date an edit of item `id` keeps: `odate` when
+  // given (may be null), else the item's "originally_available" for movies,
+  // TV shows and episodes, else "". Returns false only for an empty `id`.
+  bool GetODate(_VIDEO_TABLE_TYPE_ type, const std::string& id, const char* odate,
+                std::string& out);
+  // Appends the non-empty "|"-separated pieces of `text` to `out`, in order
+  // and untrimmed; what `out` held stays in front.
+  void StringToList(const std::string& text, std::list<std::string>& out);
+
+  // ---------------------------------------------------------------------------
+  // Merging the episodes of two TV shows. Nothing here logs.
+
+  // Fills `out` with episode id -> "<season>-<episode>" for every episode of
+  // show `tvshowId`. Returns false for a show id that is not a decimal number
+  // and when the query fails.
+  bool GetSeasonEpisodeByTVShowID(const std::string& tvshowId,
+                                  std::map<std::string, std::string>& out);
+  // For every episode of show `sourceShowId` (or, when `episodes` is not
+  // null, every episode in that id -> season-episode map) whose season and
+  // episode text equals that of an episode of show `targetShowId`: moves the
+  // source episode's video files to the target episode and deletes the
+  // source episode. Episodes without a counterpart are left where they are.
+  // Returns the number of pairs merged, or -1 for an empty show id, a failed
+  // look-up, move or deletion; pairs merged before a failure stay merged.
+  int MergeTVShowExSEpisodeHandler(const std::string& sourceShowId, const std::string& targetShowId,
+                                   const std::map<std::string, std::string>* episodes);
 
   // ---------------------------------------------------------------------------
   // JSON file output helpers.
