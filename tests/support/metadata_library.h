@@ -88,6 +88,14 @@ class MetadataTest : public DatabaseTest {
         " 2)");
     Exec("INSERT INTO collection(id, uid, title) VALUES (1, 1024, 'Favs')");
     Exec("INSERT INTO collection_map(id, mapper_id, collection_id) VALUES (1, 1, 1)");
+    // The ids above were given, so the id sequences still stand at 1: move
+    // them past the rows, for the rows that the library itself inserts.
+    Exec(
+        "DO $$ DECLARE t text; BEGIN FOR t IN SELECT unnest(ARRAY['mapper', 'movie', 'tvshow',"
+        " 'tvshow_episode', 'home_video', 'tv_record', 'actor', 'director', 'writer', 'gnere',"
+        " 'summary', 'plus_info', 'video_file', 'collection', 'collection_map']) LOOP"
+        " EXECUTE format('SELECT setval(pg_get_serial_sequence(%L, ''id''),"
+        " (SELECT max(id) FROM %I))', t, t); END LOOP; END $$");
   }
 
   static Json::Value Parse(const std::string& text) {
