@@ -225,6 +225,49 @@ class KINOLOT_EXPORT VideoMetadataAPI {
                                    const std::map<std::string, std::string>* episodes);
 
   // ---------------------------------------------------------------------------
+  // Updating an item in place: its row, summary, extra information, people,
+  // genres and lock. Nothing here logs (failed statements are logged by
+  // VideoDB) and nothing is rolled back: each write is a statement of its
+  // own, and writes done before a failure stay. Ids and mapper ids must be
+  // decimal numbers; anything else fails before any write.
+
+  // Writes the edited values of item `id` of `type` (1 to 5): first the
+  // summary (every type), then `plusInfo` (JSON text, may be null; movies,
+  // shows and episodes only), then the kind's columns and, for movies,
+  // episodes and home videos, the four "|"-separated lists; then the row.
+  // `date` (may be null: keep the stored dates) sets the release date, year
+  // and sort date as parseYearDate reads them. Required per kind: movies and
+  // shows `title` and `isLock`, episodes `isLock` (their title is not
+  // changed), home videos `title` and `recordTime`, recordings `title` and
+  // `channelName`. Returns 1, or -1 on any failure, including a missing item.
+  int UpdateHandler(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& title,
+                    const std::string& tagLine, const char* date, const std::string& recordTime,
+                    const std::string& season, const std::string& episode,
+                    const std::string& isLock, const std::string& channelName,
+                    const std::string& summary, const std::string& actor,
+                    const std::string& director, const std::string& writer,
+                    const std::string& genre, const char* plusInfo);
+  // Sets the summary of `mapperId`. False for a bad mapper id or a failed
+  // statement; a mapper without a summary row is not given one.
+  bool UpdateSummary(const std::string& mapperId, const std::string& summary);
+  // Sets the extra information of `mapperId` to `plusInfo` as it stands, or
+  // "{}" when it is null. False for a bad mapper id or a failed statement.
+  bool UpdatePlusInfo(const std::string& mapperId, const char* plusInfo);
+  // Replaces the actor, writer, director and genre lists (in that order) of
+  // item `id` of the table named `table`. Stops with false at the first list
+  // that fails; the lists before it stay replaced.
+  bool UpdateWDAG(const std::string& table, const std::string& id, const std::string& writer,
+                  const std::string& director, const std::string& actor, const std::string& genre);
+  // Replaces the entries of `mapperId` in the list table `table` (actor,
+  // director, writer, gnere) by the "|"-separated names of `list`, in order;
+  // an empty `list` leaves none. False for an empty table, a bad mapper id or
+  // a failed statement.
+  bool UpdateList(const std::string& table, const std::string& mapperId, const std::string& list);
+  // Sets the lock of item `id` of `type` to `isLock` ("true", "false").
+  // False for an empty `isLock`, a bad id or a failed statement.
+  bool UpdateLock(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& isLock);
+
+  // ---------------------------------------------------------------------------
   // JSON file output helpers.
 
   // Writes `value`, indented with tabs, to "/volume1/@tmp/output", replacing
