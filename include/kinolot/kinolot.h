@@ -4,10 +4,12 @@
 #define KINOLOT_KINOLOT_H_
 
 #include "kinolot/export.h"
+#include "kinolot/file_download.h"
 #include "kinolot/mapping_tables.h"
 #include "kinolot/platform/vexo_db.h"
 #include "kinolot/platform/vexo_file.h"
 #include "kinolot/platform/vlib_c.h"
+#include "kinolot/poster_store.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_db.h"
 #include "kinolot/video_info.h"
