@@ -1,6 +1,5 @@
-// Small pieces shared by the units of the indexing interface: bounded copies
-// into and out of the records' fixed text fields, the pre-quoted form of an
-// optional date, the file record that looks a path up, owners of results and
+// Small pieces shared by the units of the indexing interface: the pre-quoted
+// form of an optional date, the file record that looks a path up, owners of results and
 // handles, and the guard that keeps exceptions inside the library.
 #ifndef KINOLOT_DB_VIDEO_INFO_COMMON_H_
 #define KINOLOT_DB_VIDEO_INFO_COMMON_H_
@@ -11,41 +10,12 @@
 #include <string>
 
 #include "db/video_db_connection.h"
+#include "foundation/field_text.h"
 #include "foundation/log.h"
 #include "kinolot/video_db.h"
 #include "kinolot/video_info.h"
 
 namespace LibKinolot {
-
-// Copies `text` into `out` of `capacity` bytes, cut at a letter boundary so
-// that at most capacity - 1 bytes and never half a UTF-8 letter remain. No
-// more than capacity - 1 bytes of `text` are read, so it may be a field
-// filled to the last byte without terminator. A null `text` gives "".
-void CopyText(char* out, size_t capacity, const char* text);
-
-template <size_t N>
-void CopyText(char (&out)[N], const char* text) {
-  CopyText(out, N, text);
-}
-
-// The text of a record field of `capacity` bytes, read no further than
-// capacity - 1 bytes even when the caller left it unterminated, and cut at a
-// letter boundary.
-std::string FieldText(const char* field, size_t capacity);
-
-template <size_t N>
-std::string FieldText(const char (&field)[N]) {
-  return FieldText(field, N);
-}
-
-// Ends a text field that a caller filled to the last byte (as strncpy with
-// the capacity leaves it) within its capacity, at a letter boundary.
-void TerminateField(char* field, size_t capacity);
-
-template <size_t N>
-void TerminateField(char (&field)[N]) {
-  TerminateField(field, N);
-}
 
 // Whether `date` (a field of 32 bytes) is a date or timestamp text whose
 // quoted form fits 32 bytes: 1 to 29 of the characters 0-9 - : . T + and

@@ -5,23 +5,11 @@
 #include <cstring>
 
 #include "db/video_metadata_db_internal.h"
+#include "foundation/field_text.h"
 #include "kinolot/video_metadata_db.h"
 
 namespace LibKinolot {
 namespace {
-
-// Copies `text` into a field of `capacity` bytes: at most capacity minus one
-// bytes, always terminated. A cut never leaves half a UTF-8 character behind.
-void CopyText(char* field, size_t capacity, const char* text) {
-  size_t length = text == nullptr ? 0 : std::strlen(text);
-  if (length >= capacity) {
-    length = capacity - 1;
-    // When the cut falls inside a character, leave that character out whole.
-    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
-  }
-  if (length > 0) std::memcpy(field, text, length);
-  field[length] = '\0';
-}
 
 // Keeps the low 32 bits of a parsed number, as the 32-bit fields do.
 int32_t Low32(int64_t value) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "foundation/field_text.h"
 #include "foundation/sql_text.h"
 #include "kinolot/platform/vexo_db.h"
 
@@ -48,13 +49,6 @@ bool JsonCanAppend(const Json::Value& value);
 // connection).
 bool EscapeLikeText(DBConnect_tag* connection, const std::string& text, std::string& out);
 bool EscapeQuotedText(DBConnect_tag* connection, const std::string& text, std::string& out);
-
-// The text of a fixed-capacity field of a decoded row, read no further than
-// its capacity even if the terminating NUL is missing.
-template <size_t N>
-std::string FieldText(const char (&field)[N]) {
-  return std::string(field, strnlen(field, N));
-}
 
 // printf into a std::string of whatever length the result needs.
 std::string StringFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
