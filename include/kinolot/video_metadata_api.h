@@ -268,6 +268,103 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   bool UpdateLock(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& isLock);
 
   // ---------------------------------------------------------------------------
+  // Collections: a user's named groups of movies, episodes, home videos and
+  // TV recordings (not TV shows: their episodes are members). Each call runs
+  // on connections of its own. Nothing here logs beyond what VideoDB logs of
+  // failed statements. Ids (collection, video, mapper ids and the user id)
+  // must be decimal numbers within int; anything else fails before any
+  // statement is sent.
+
+  // Returns the id of user `uid`'s collection titled `title`, creating it
+  // when there is none: creating a collection that exists returns the
+  // existing one. The title is compared as a quoted literal whose quotes are
+  // doubled, so a title with a quote finds its own row and nothing else.
+  // Returns -1 for an empty argument, a `uid` that is not a decimal number
+  // (nothing is stored) and on a database failure.
+  long Collection_Create(const std::string& uid, const std::string& title);
+  // Adds video `videoId` of table `videoTable` ("movie", "tvshow_episode",
+  // "home_video" or "tv_record") to collection `collectionId`. Returns true
+  // when it is a member afterwards, also when it already was (nothing is
+  // inserted twice); false for an empty argument, another table, bad ids, a
+  // video without a row, an unknown collection and a failed insert.
+  bool Collection_AddVideo(const std::string& collectionId, const std::string& videoTable,
+                           const std::string& videoId);
+  // Removes video `videoId` of `videoTable` from collection `collectionId`.
+  // Returns true when it is no member afterwards, also when it was none;
+  // false for the bad input that Collection_AddVideo refuses and a failed
+  // delete.
+  bool Collection_DelVideo(const std::string& collectionId, const std::string& videoTable,
+                           const std::string& videoId);
+  // Returns whether the video of mapper `mapperId` is in collection
+  // `collectionId`; false for an empty or non-decimal id and when the query
+  // fails.
+  bool IsExistInCollectionMap(const std::string& mapperId, const std::string& collectionId);
+  // Pages through the members of collection `collectionId`, sorted by
+  // `sortBy` ("sort_title", "sort_time" or a column; see
+  // VideoDB::SelectAllByCollectionID, whose limit 0 listing is also the one
+  // counted for "total"). Fills `answer` with "total", "offset" (offset +
+  // items returned) and "videos", each member {"id", "title", "time", "type",
+  // "mapper_id"} with the requested additional information of its kind.
+  // `count` is only ever set to 0. An empty `collectionId` returns false with
+  // `answer`, `total` and `count` untouched; a non-decimal id and a database
+  // failure return false with `answer` holding total 0, offset 0 and no
+  // videos.
+  bool Collection_VideoList(const std::string& collectionId, unsigned long offset,
+                            unsigned long limit, _VIDEO_ADDITIONAL_ additional,
+                            const std::string& sortBy, _ORDER_DIRECTION_ direction,
+                            Json::Value& answer, unsigned long& total, unsigned long& count);
+  // As Collection_VideoList, for the members that match `keywords`, an
+  // object of criteria (list table or column -> text to find, ignoring
+  // case; any may match; see VideoDB::CollectionGlobalSearch). An empty
+  // `collectionId` and a `keywords` value that is not a non-empty object
+  // return false with `answer`, `total` and `count` untouched.
+  bool Collection_Search(const std::string& collectionId, unsigned long offset, unsigned long limit,
+                         _VIDEO_ADDITIONAL_ additional, const std::string& sortBy,
+                         _ORDER_DIRECTION_ direction, Json::Value keywords, Json::Value& answer,
+                         unsigned long& total, unsigned long& count);
+
+  // ---------------------------------------------------------------------------
+  // Edits written through the indexing interface: a file's description is
+  // read by path, overlaid with the edited values and saved again, which
+  // links the file to the item that has the edited identity (creating it when
+  // none has). The edit arguments are those of Edit. Nothing here logs, and
+  // writes done before a failure stay.
+
+  // Re-saves the description of the file at `path` (whose video_file id is
+  // `videoId`) as a movie (1), episode (3) or home video (4) with the edited
+  // values, then, for movies and episodes, sets the lock of the item that
+  // owns the file (and of an episode's show). Required: movies `title` and
+  // `isLock`; episodes `title` (the show's) and `isLock`; home videos
+  // `title` and `recordTime`. The stored extra information is dropped when
+  // the title (ignoring case) or the year changes, and for an episode also
+  // when its season or episode changes, unless new text is given
+  // (`plusInfo`, `tvshowPlusInfo`; texts of at most one character count as
+  // none). Returns true, also without writing for the other kinds; false for
+  // an empty path, a missing required value, a file without a description of
+  // the kind, unparsable JSON and a failed save or lock.
+  bool UpdateOrInsertFile(_VIDEO_TABLE_TYPE_ type, const std::string& path, const std::string& id,
+                          const std::string& videoId, const std::string& title,
+                          const std::string& tagLine, const char* date,
+                          const std::string& recordTime, const std::string& season,
+                          const std::string& episode, const std::string& isLock,
+                          const std::string& channelName, const std::string& summary,
+                          const std::string& actor, const std::string& director,
+                          const std::string& writer, const std::string& genre, const char* plusInfo,
+                          const char* tvshowPlusInfo, const char* tvshowSummary,
+                          const char* tvshowDate);
+  // UpdateOrInsertFile for every file of item `id` of `type`, each tried
+  // even when another fails. Returns 1 when all succeeded, 0 when one failed,
+  // and 0 for an id that is not a decimal number and an item without files.
+  int InsertHandler(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& title,
+                    const std::string& tagLine, std::string date, const std::string& recordTime,
+                    const std::string& season, const std::string& episode,
+                    const std::string& isLock, const std::string& channelName,
+                    const std::string& summary, const std::string& actor,
+                    const std::string& director, const std::string& writer,
+                    const std::string& genre, const char* plusInfo, const char* tvshowPlusInfo,
+                    const char* tvshowSummary, const char* tvshowDate);
+
+  // ---------------------------------------------------------------------------
   // JSON file output helpers.
 
   // Writes `value`, indented with tabs, to "/volume1/@tmp/output", replacing
