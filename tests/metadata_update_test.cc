@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "support/edit_form.h"
 #include "support/metadata_library.h"
 
 using namespace LibKinolot;
@@ -14,19 +15,8 @@ namespace {
 
 class MetadataUpdateTest : public MetadataTest {
  protected:
-  // UpdateHandler with the arguments an edit form sends; lists are
-  // actor, director, writer, genre.
-  struct Edit {
-    std::string title, tagLine;
-    const char* date = nullptr;
-    std::string recordTime, season, episode, isLock, channel, summary;
-    std::string actor, director, writer, genre;
-    const char* plusInfo = nullptr;
-  };
-  int Update(_VIDEO_TABLE_TYPE_ type, const std::string& id, const Edit& e) {
-    return api_.UpdateHandler(type, id, e.title, e.tagLine, e.date, e.recordTime, e.season,
-                              e.episode, e.isLock, e.channel, e.summary, e.actor, e.director,
-                              e.writer, e.genre, e.plusInfo);
+  int Update(_VIDEO_TABLE_TYPE_ type, const std::string& id, const EditForm& e) {
+    return e.Update(api_, type, id);
   }
   // The entries of one list table for `mapperId`, in insertion order.
   std::string Names(const std::string& table, int mapperId) {
@@ -40,7 +30,7 @@ class MetadataUpdateTest : public MetadataTest {
 };
 
 TEST_F(MetadataUpdateTest, MovieTakesEveryEditedValue) {
-  Edit e;
+  EditForm e;
   e.title = "The Return of O'Brien";
   e.tagLine = "100% \\Proof\\";
   e.date = "2009";
@@ -78,7 +68,7 @@ TEST_F(MetadataUpdateTest, MovieTakesEveryEditedValue) {
 }
 
 TEST_F(MetadataUpdateTest, EachKindWritesItsOwnColumns) {
-  Edit e;
+  EditForm e;
   e.title = "Renamed";
   e.isLock = "true";
   e.season = "3";
@@ -114,7 +104,7 @@ TEST_F(MetadataUpdateTest, EachKindWritesItsOwnColumns) {
 
 TEST_F(MetadataUpdateTest, RequiredValuesFailAfterTheSummaryIsWritten) {
   std::string movie = Row("movie", "title, isLock, modify_date", 1);
-  Edit e;
+  EditForm e;
   e.title = "New";
   e.summary = "written anyway";
   e.plusInfo = R"({"x": "1"})";
@@ -137,7 +127,7 @@ TEST_F(MetadataUpdateTest, RequiredValuesFailAfterTheSummaryIsWritten) {
 
 TEST_F(MetadataUpdateTest, MissingItemsAndBadIdsWriteNothing) {
   std::string before = Fingerprint() + Value("SELECT max(modify_date) FROM summary");
-  Edit e;
+  EditForm e;
   e.title = "X";
   e.isLock = "true";
   for (const char* id : {"", "99", "1 OR 1=1", "'1'"}) {

@@ -3,9 +3,11 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 #include "foundation/heap_text.h"
 #include "kinolot/mapping_tables.h"
+#include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
 namespace {
@@ -36,6 +38,18 @@ bool IsDecimalText(const std::string& text) {
     if (c < '0' || c > '9') return false;
   }
   return true;
+}
+
+int32_t DecimalValue(const std::string& text) {
+  return static_cast<int32_t>(strtol(text.c_str(), nullptr, 10));
+}
+
+int YearOfDate(const char* date) {
+  int year = 0;
+  char odate[32] = {};
+  char sortTime[32] = {};
+  parseYearDate(&year, odate, sortTime, date);
+  return year;
 }
 
 std::string IdText(int32_t id) {

@@ -28,6 +28,14 @@ std::string MetadataKeyName(unsigned int type);
 // years that reach SQL without quoting are checked with this first.
 bool IsDecimalText(const std::string& text);
 
+// The leading decimal number of a season, episode or year text, 0 when it
+// has none.
+int32_t DecimalValue(const std::string& text);
+
+// The year that a release date text gives as parseYearDate reads it (0 when
+// it has none).
+int YearOfDate(const char* date);
+
 // An identifier of a row as the wire format writes it: the unsigned decimal
 // text of its 32 bits.
 std::string IdText(int32_t id);
