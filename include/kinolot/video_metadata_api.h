@@ -365,6 +365,41 @@ class KINOLOT_EXPORT VideoMetadataAPI {
                     const char* tvshowSummary, const char* tvshowDate);
 
   // ---------------------------------------------------------------------------
+  // Edit: saving an edited item.
+
+  // Saves the edit of an existing item (`id`, its id in the table of `type`,
+  // 1 to 5) through MergeHandler, or of a video file without an item
+  // (`videoId`, its id in video_file) through UpdateOrInsertFile. Exactly one
+  // of the two must be given. For an episode `title` is its show's title and
+  // the tvshow arguments are the show's date, summary and extra information.
+  // `date` and the last four may be null. Returns false for another type,
+  // for both or neither id, and when the edit failed (writes done before
+  // the failure stay).
+  bool Edit(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& videoId,
+            const std::string& title, const std::string& tagLine, const char* date,
+            const std::string& recordTime, const std::string& season, const std::string& episode,
+            const std::string& isLock, const std::string& channelName, const std::string& summary,
+            const std::string& actor, const std::string& director, const std::string& writer,
+            const std::string& genre, const char* plusInfo, const char* tvshowPlusInfo,
+            const char* tvshowSummary, const char* tvshowDate);
+  // Edits item `id` of `type`. When no other item of the kind has the
+  // edited identity, the item is updated in place (UpdateHandler; recordings
+  // always are). Otherwise it is merged into that item, which keeps its own
+  // metadata: its files move there and it is deleted; a show's episodes join
+  // the other show, those both have becoming one. An episode whose show title
+  // and year name no show is re-saved through its files, creating the show;
+  // one that names another show moves into its counterpart there (the old
+  // show going with its last episode) or is re-saved under that show.
+  // Returns 1, also without writing for types outside 1 to 5, or -1.
+  int MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& title,
+                   const std::string& tagLine, const char* date, const std::string& recordTime,
+                   const std::string& season, const std::string& episode, const std::string& isLock,
+                   const std::string& channelName, const std::string& summary,
+                   const std::string& actor, const std::string& director, const std::string& writer,
+                   const std::string& genre, const char* plusInfo, const char* tvshowPlusInfo,
+                   const char* tvshowSummary, const char* tvshowDate);
+
+  // ---------------------------------------------------------------------------
   // JSON file output helpers.
 
   // Writes `value`, indented with tabs, to "/volume1/@tmp/output", replacing
