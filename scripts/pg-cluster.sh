@@ -61,6 +61,11 @@ CREATE DATABASE video_metadata OWNER admin;
 SQL
     "${psql[@]}" -U admin -d video_metadata -f "$root/sql/schema.sql" >/dev/null
   fi
+  # Posters move between files and large objects with the server-side
+  # lo_import and lo_export, which only superusers may call unless granted.
+  # Granted on every start, so that clusters made before this line get it too.
+  psql -X -q -v ON_ERROR_STOP=1 -h "$dir/socket" -p 5432 -U postgres -d video_metadata \
+    -c "GRANT EXECUTE ON FUNCTION lo_import(text), lo_import(text, oid), lo_export(oid, text) TO admin" >/dev/null
   ;;
 stop)
   if [ -f "$dir/data/PG_VERSION" ]; then

@@ -3,7 +3,6 @@
 #include "kinolot/poster_store.h"
 
 #include <glob.h>
-#include <libpq-fe.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -65,23 +64,9 @@ HttpRoute Typed(const std::string& type, const std::string& body) {
   return route;
 }
 
-// The server-side large-object functions run for superusers only unless
-// granted; the library's user needs them. The test cluster trusts local
-// connections, so its superuser hands them over.
-void GrantLargeObjectFunctions() {
-  PGconn* conn = PQconnectdb("user=postgres dbname=video_metadata");
-  PGresult* res = PQexec(conn,
-                         "GRANT EXECUTE ON FUNCTION lo_import(text), lo_import(text, oid), "
-                         "lo_export(oid, text) TO admin");
-  EXPECT_EQ(PQresultStatus(res), PGRES_COMMAND_OK) << PQerrorMessage(conn);
-  PQclear(res);
-  PQfinish(conn);
-}
-
 class PosterStoreTest : public DatabaseTest {
  protected:
   void SetUp() override {
-    GrantLargeObjectFunctions();
     DatabaseTest::SetUp();
     // The database server writes exported posters as its own user.
     char dir[] = "/tmp/kinolot-poster-XXXXXX";

@@ -198,6 +198,11 @@ int VideoDB::CollectionGlobalSearch(Json::Value criteria, const std::string& col
     if (length < 0 || static_cast<size_t>(length) >= sizeof(condition)) continue;
     conditions.push_back(condition);
   }
+  // Without a usable criterion the statement would end in "AND ()".
+  if (conditions.empty()) {
+    LogError("%s:%d Bad parameter: no search criteria", kVideoMetadataDbSource, __LINE__);
+    return -1;
+  }
   std::string joinText = StringImplode(joins, " ");
   std::string conditionText = StringImplode(conditions, " or ");
   const char* j = joinText.c_str();
