@@ -2,9 +2,11 @@
 // runs. Like a media scanner, it stores a small sample library through the
 // indexing interface (file data first, then the description found at that
 // path) and reads every video back by path; like a web front end, it then
-// lists the library through the metadata API and prints it as JSON. It uses
-// only the library's public interface. Storing is an upsert by identity, so
-// running it again leaves the same library behind.
+// gathers the movies and episodes in a user's collection and lists the
+// library through the metadata API, printing both as JSON. It uses
+// only the library's public interface. Storing is an upsert by identity and
+// adding to a collection skips members it has, so running it again leaves the
+// same library behind.
 #include <kinolot/kinolot.h>
 
 #include <json/json.h>
@@ -147,6 +149,27 @@ Json::Value LibraryAsJson() {
   return library;
 }
 
+// Puts every movie and episode of `library` into the collection
+// "Favourites" of user 1024 (created on first use) and returns the
+// collection's members as the metadata API lists them.
+Json::Value Favourites(const Json::Value& library) {
+  VideoMetadataAPI api;
+  long collection = api.Collection_Create("1024", "Favourites");
+  if (collection < 0) return Json::Value();
+  const std::string id = std::to_string(collection);
+  for (_VIDEO_TABLE_TYPE_ kind : {VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW_EPISODE}) {
+    for (const Json::Value& item : library[gMappingKeyName[kind]]) {
+      api.Collection_AddVideo(id, gMappingTable[kind], item["id"].asString());
+    }
+  }
+  Json::Value answer;
+  unsigned long total = 0;
+  unsigned long count = 0;
+  api.Collection_VideoList(id, 0, 0, VIDEO_ADDITIONAL_NONE, "sort_title", ORDER_DIRECTION_ASC,
+                           answer, total, count);
+  return answer;
+}
+
 }  // namespace
 
 int main() {
@@ -186,10 +209,14 @@ int main() {
   }
   std::printf("\nVacuum: %s\n", VideoDBVacuum() == 0 ? "done" : "failed");
 
-  std::printf("The library as the metadata API lists it:\n");
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "  ";
   writer["emitUTF8"] = true;
+  std::printf("The collection \"Favourites\" of user 1024:\n");
+  Json::Value favourites = Favourites(LibraryAsJson());
+  if (favourites.isNull()) ++failures;
+  std::cout << Json::writeString(writer, favourites) << std::endl;
+  std::printf("The library as the metadata API lists it:\n");
   std::cout << Json::writeString(writer, LibraryAsJson()) << std::endl;
 
   VideoDBConnClose();
