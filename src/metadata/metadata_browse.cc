@@ -62,14 +62,6 @@ bool BrowseQueryOf(_VIDEO_CATEGORY_ category, const std::string& kindTable, bool
   return true;
 }
 
-void WriteBrowseAnswer(Json::Value& answer, unsigned long total, unsigned long offset,
-                       const Json::Value& entries) {
-  answer = Json::Value(Json::objectValue);
-  answer["total"] = static_cast<Json::UInt64>(total);
-  answer["offset"] = static_cast<Json::UInt64>(offset);
-  answer["metadatas"] = entries;
-}
-
 }  // namespace
 
 bool VideoMetadataAPI::CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ category,
@@ -80,7 +72,7 @@ bool VideoMetadataAPI::CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ 
   const std::string keywordText = keyword ? keyword : "";
   total = 0;
   count = 0;
-  WriteBrowseAnswer(answer, 0, 0, Json::Value(Json::arrayValue));
+  WritePagedAnswer(answer, "metadatas", 0, 0, Json::Value(Json::arrayValue));
   if (type != VIDEO_TABLE_MOVIE && type != VIDEO_TABLE_TVSHOW_EPISODE &&
       type != VIDEO_TABLE_HOME_VIDEO && type != VIDEO_TABLE_TV_RECORD) {
     return false;
@@ -122,10 +114,10 @@ bool VideoMetadataAPI::CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ 
       ++found;
     }
     total = found;
-    WriteBrowseAnswer(answer, total, offset + entries.size(), entries);
+    WritePagedAnswer(answer, "metadatas", total, offset + entries.size(), entries);
     return true;
   } catch (const std::exception&) {
-    WriteBrowseAnswer(answer, 0, 0, Json::Value(Json::arrayValue));
+    WritePagedAnswer(answer, "metadatas", 0, 0, Json::Value(Json::arrayValue));
     total = 0;
     return false;
   }

@@ -57,14 +57,6 @@ bool FindMember(VideoMetadataAPI& api, const std::string& collectionId,
   return !mapperId.empty();
 }
 
-void WriteMemberPage(Json::Value& answer, unsigned long total, unsigned long offset,
-                     const Json::Value& items) {
-  answer = Json::Value(Json::objectValue);
-  answer["total"] = static_cast<Json::UInt64>(total);
-  answer["offset"] = static_cast<Json::UInt64>(offset);
-  answer["videos"] = items;
-}
-
 // The steps that listing and searching share: the answer of a failure, the
 // page that `select(db, offset, limit)` runs, its member items, the total
 // (the same query with offset 0 and limit 0), the additional information of
@@ -75,7 +67,7 @@ bool MemberPage(VideoMetadataAPI& api, const std::string& collectionId, unsigned
                 unsigned long& total, unsigned long& count, Select select) {
   total = 0;
   count = 0;
-  WriteMemberPage(answer, 0, 0, Json::Value(Json::arrayValue));
+  WritePagedAnswer(answer, "videos", 0, 0, Json::Value(Json::arrayValue));
   // The collection id stands unquoted in the member queries.
   if (!IsDecimalText(collectionId)) return false;
   try {
@@ -95,7 +87,7 @@ bool MemberPage(VideoMetadataAPI& api, const std::string& collectionId, unsigned
     for (_VIDEO_TABLE_TYPE_ kind : kMemberKinds) {
       api.AdditionalHandler(kind, additional, MetadataTableName(kind), items);
     }
-    WriteMemberPage(answer, total, offset + items.size(), items);
+    WritePagedAnswer(answer, "videos", total, offset + items.size(), items);
     return true;
   } catch (const std::exception&) {
     return false;  // out of memory, or a JSON value of an unexpected type

@@ -24,14 +24,6 @@ bool IsListedKind(_VIDEO_TABLE_TYPE_ type) {
   return type >= VIDEO_TABLE_MOVIE && type <= VIDEO_TABLE_TV_RECORD;
 }
 
-void WritePagedAnswer(Json::Value& answer, const std::string& arrayKey, unsigned long total,
-                      unsigned long offset, const Json::Value& items) {
-  answer = Json::Value(Json::objectValue);
-  answer["total"] = static_cast<Json::UInt64>(total);
-  answer["offset"] = static_cast<Json::UInt64>(offset);
-  answer[arrayKey] = items;
-}
-
 // Appends the list item of every row of `db`'s current result to `items`;
 // false when a row cannot be decoded.
 bool AppendRows(VideoMetadataAPI& api, VideoDB& db, _VIDEO_TABLE_TYPE_ type, Json::Value& items) {

@@ -52,6 +52,14 @@ int YearOfDate(const char* date) {
   return year;
 }
 
+void WritePagedAnswer(Json::Value& answer, const std::string& arrayKey, unsigned long total,
+                      unsigned long offset, const Json::Value& items) {
+  answer = Json::Value(Json::objectValue);
+  answer["total"] = static_cast<Json::UInt64>(total);
+  answer["offset"] = static_cast<Json::UInt64>(offset);
+  answer[arrayKey] = items;
+}
+
 std::string IdText(int32_t id) {
   char text[30];
   snprintf(text, sizeof(text), "%lu", static_cast<unsigned long>(static_cast<uint32_t>(id)));

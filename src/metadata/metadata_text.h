@@ -58,6 +58,11 @@ bool JsonCanAppend(const Json::Value& value);
 bool EscapeLikeText(DBConnect_tag* connection, const std::string& text, std::string& out);
 bool EscapeQuotedText(DBConnect_tag* connection, const std::string& text, std::string& out);
 
+// Replaces `answer` by a paged answer: {"total": total, "offset": offset,
+// <arrayKey>: items}.
+void WritePagedAnswer(Json::Value& answer, const std::string& arrayKey, unsigned long total,
+                      unsigned long offset, const Json::Value& items);
+
 // printf into a std::string of whatever length the result needs.
 std::string StringFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
