@@ -400,6 +400,47 @@ class KINOLOT_EXPORT VideoMetadataAPI {
                    const char* tvshowSummary, const char* tvshowDate);
 
   // ---------------------------------------------------------------------------
+  // Poster files: the stored digest of an item's poster, where an item's
+  // files lie on disk, and the poster images beside a TV show's videos
+  // ("<folder of its first file>/<show title>.jpg", else ".png"), kept in
+  // step when a show is renamed or merged. Nothing here logs. Ids stand
+  // unquoted in SQL, so an id that is not a decimal number fails without a
+  // statement. A show title that holds "/" or NUL, or is "." or "..", could
+  // name a file outside the show's folder: such a title is taken as having
+  // no poster file, so nothing is read, removed or written under it.
+
+  // Sets `md5` to the digest stored with the poster of mapper `mapperId`.
+  // Returns true when the query ran; `md5` is left as it was when the mapper
+  // has no poster. False for an empty or non-decimal id (no query) and when
+  // the query fails.
+  bool Poster_MD5(const std::string& mapperId, std::string& md5);
+  // Sets `path` to the path of one video file of item `id` of `type` (1 to
+  // 5; for a TV show, its tvshow id and a file of one of its episodes), ""
+  // when the item has no file, and for a TV show `title` to the show's title
+  // ("" when there is no such show). Returns true when the queries ran; false
+  // for another type and an empty or non-decimal id (no query), and when a
+  // query or a row decode fails, leaving `path` and `title` as they were.
+  bool Poster_GetFilePath(_VIDEO_TABLE_TYPE_ type, const std::string& id, std::string& path,
+                          std::string& title);
+  // After show `tvshowId` was renamed from `oldTitle` to `newTitle`, copies
+  // its poster file "<old>.jpg" (else "<old>.png") in the show's folder to
+  // "<new>" with the same extension, replacing a file there; the old file is
+  // kept. Returns 1 when copied and when there is no poster to carry over
+  // (also when either title cannot name a poster file); 0 for an empty
+  // argument, a non-decimal id, a show without files and a failed copy.
+  int UpdateTVShowExPosterHandler(const std::string& tvshowId, const std::string& oldTitle,
+                                  const std::string& newTitle);
+  // After show `fromTvshowId` was merged into `toTvshowId` (the videos in the
+  // first show's folder now belong to the second show): removes the first
+  // show's poster file from its folder, then copies the second show's poster
+  // ("<to title>.jpg" from its folder, else ".png") into the first show's
+  // folder under the second show's title, unless a file of that name is
+  // already there. Returns 1 when done, also when there was nothing to copy;
+  // 0 for an empty or non-decimal id, a show without files or title, and a
+  // failed removal or copy. A poster removed before a failure stays removed.
+  int MergeTVShowExPosterHandler(const std::string& fromTvshowId, const std::string& toTvshowId);
+
+  // ---------------------------------------------------------------------------
   // JSON file output helpers.
 
   // Writes `value`, indented with tabs, to "/volume1/@tmp/output", replacing
