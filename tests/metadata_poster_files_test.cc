@@ -1,0 +1,227 @@
+// Poster files of the metadata API on a library stored through the indexing
+// interface, with real show folders and poster images in a temporary
+// directory: digests, file locations, and posters carried along when a show
+// is renamed or merged.
+#include <ftw.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "kinolot/video_metadata_api.h"
+#include "support/test_database.h"
+#include "video_info_test_util.h"
+
+using namespace LibKinolot;
+
+namespace kinolot_test {
+namespace {
+
+// A show title with a quote, a percent sign and multi-byte letters: poster
+// names are ordinary data.
+const char* const kShowOne = "Ørsted's 50% Show";
+
+class PosterFilesTest : public DatabaseTest {
+ protected:
+  void SetUp() override {
+    DatabaseTest::SetUp();
+    char dir[] = "/tmp/kinolot-posters-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    dir_ = dir;
+    one_ = dir_ + "/Folder 'one' 100% é";
+    two_ = dir_ + "/two";
+    ASSERT_EQ(mkdir(one_.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(two_.c_str(), 0755), 0);
+    ASSERT_TRUE(StoreVideo(one_ + "/s1e1.mkv", Episode(kShowOne, 2010, 1, 1)));
+    ASSERT_TRUE(StoreVideo(two_ + "/s1e1.mkv", Episode("Show Two", 2015, 1, 1)));
+    ASSERT_TRUE(StoreVideo(dir_ + "/Alpha.mkv", Movie("Alpha", 2001)));
+    Exec(
+        "WITH m AS (INSERT INTO mapper(type) VALUES ('tvshow') RETURNING id)"
+        " INSERT INTO tvshow(mapper_id, title) SELECT id, 'Empty' FROM m");
+    showOne_ = Value("SELECT id FROM tvshow WHERE title = 'Ørsted''s 50% Show'");
+    showTwo_ = Value("SELECT id FROM tvshow WHERE title = 'Show Two'");
+    empty_ = Value("SELECT id FROM tvshow WHERE title = 'Empty'");
+    ASSERT_FALSE(showOne_.empty() || showTwo_.empty() || empty_.empty());
+    MarkStatements();
+  }
+
+  void TearDown() override {
+    nftw(
+        dir_.c_str(),
+        [](const char* path, const struct stat*, int, struct FTW*) { return remove(path); }, 16,
+        FTW_DEPTH | FTW_PHYS);
+    DatabaseTest::TearDown();
+  }
+
+  static void Write(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+  }
+  // The file's bytes, or "<none>" when it cannot be read.
+  static std::string Read(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return "<none>";
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+  }
+  static bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+  VideoMetadataAPI api_;
+  std::string dir_, one_, two_, showOne_, showTwo_, empty_;
+};
+
+TEST_F(PosterFilesTest, Md5IsTheStoredDigestAndBadIdsSendNothing) {
+  std::string mapper = Value("SELECT mapper_id FROM movie WHERE title = 'Alpha'");
+  std::string md5 = "kept";
+  EXPECT_TRUE(api_.Poster_MD5(mapper, md5));
+  EXPECT_EQ(md5, "kept");
+  Exec("INSERT INTO poster(mapper_id, md5) VALUES (" + mapper + ", 'd41d8cd98f00b204')");
+  EXPECT_TRUE(api_.Poster_MD5(mapper, md5));
+  EXPECT_EQ(md5, "d41d8cd98f00b204");
+
+  MarkStatements();
+  for (const std::string& bad : {std::string(), std::string("1 OR 1=1"),
+                                 std::string("1; DELETE FROM poster"), std::string(1100, '1')}) {
+    EXPECT_FALSE(api_.Poster_MD5(bad, md5)) << bad;
+  }
+  EXPECT_EQ(md5, "d41d8cd98f00b204");
+  EXPECT_TRUE(Statements().empty());
+}
+
+TEST_F(PosterFilesTest, FilePathOfItemsAndShows) {
+  std::string path, title = "untouched";
+  EXPECT_TRUE(api_.Poster_GetFilePath(
+      VIDEO_TABLE_MOVIE, Value("SELECT id FROM movie WHERE title = 'Alpha'"), path, title));
+  EXPECT_EQ(path, dir_ + "/Alpha.mkv");
+  EXPECT_EQ(title, "untouched");
+
+  EXPECT_TRUE(api_.Poster_GetFilePath(VIDEO_TABLE_TVSHOW, showOne_, path, title));
+  EXPECT_EQ(path, one_ + "/s1e1.mkv");
+  EXPECT_EQ(title, kShowOne);
+  bool fileQuery = false, showQuery = false;
+  for (const std::string& sql : Statements()) {
+    fileQuery |=
+        sql.find("mapper_id IN ( SELECT mapper_id FROM tvshow_episode WHERE tvshow_id=" + showOne_ +
+                 " )") != std::string::npos;
+    showQuery |= sql.find("tvshow.id=" + showOne_) != std::string::npos;
+  }
+  EXPECT_TRUE(fileQuery && showQuery);
+
+  // A show without episodes, and one that does not exist.
+  EXPECT_TRUE(api_.Poster_GetFilePath(VIDEO_TABLE_TVSHOW, empty_, path, title));
+  EXPECT_EQ(path + "|" + title, "|Empty");
+  EXPECT_TRUE(api_.Poster_GetFilePath(VIDEO_TABLE_TVSHOW, "999", path, title));
+  EXPECT_EQ(path + "|" + title, "|");
+
+  MarkStatements();
+  path = title = "kept";
+  EXPECT_FALSE(api_.Poster_GetFilePath(VIDEO_TABLE_INVALID, "1", path, title));
+  EXPECT_FALSE(api_.Poster_GetFilePath(VIDEO_TABLE_SUMMARY, "1", path, title));
+  for (const std::string& bad : {std::string(), std::string("1 OR true"), std::string(1100, '7')}) {
+    EXPECT_FALSE(api_.Poster_GetFilePath(VIDEO_TABLE_TVSHOW, bad, path, title)) << bad;
+  }
+  EXPECT_EQ(path + "|" + title, "kept|kept");
+  EXPECT_TRUE(Statements().empty());
+}
+
+TEST_F(PosterFilesTest, RenameCopiesThePosterUnderTheNewTitle) {
+  const std::string old = one_ + "/" + kShowOne;
+  Write(old + ".jpg", "JPEG bytes\n\x01");
+  Write(old + ".png", "PNG bytes");
+  Write(one_ + "/Stale.jpg", "stale");
+  // .jpg is taken when both exist; the old file stays.
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, kShowOne, "New 100% Ñame"), 1);
+  EXPECT_EQ(Read(one_ + "/New 100% Ñame.jpg"), "JPEG bytes\n\x01");
+  EXPECT_FALSE(Exists(one_ + "/New 100% Ñame.png"));
+  EXPECT_EQ(Read(old + ".jpg"), "JPEG bytes\n\x01");
+  // A file under the new title is replaced.
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, kShowOne, "Stale"), 1);
+  EXPECT_EQ(Read(one_ + "/Stale.jpg"), "JPEG bytes\n\x01");
+
+  Write(two_ + "/Show Two.png", "PNG two");
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showTwo_, "Show Two", "Renamed"), 1);
+  EXPECT_EQ(Read(two_ + "/Renamed.png"), "PNG two");
+  EXPECT_FALSE(Exists(two_ + "/Renamed.jpg"));
+  // No poster: nothing to carry over.
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showTwo_, "Nothing", "Other"), 1);
+  EXPECT_FALSE(Exists(two_ + "/Other.jpg") || Exists(two_ + "/Other.png"));
+}
+
+TEST_F(PosterFilesTest, RenameRefusals) {
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler("", "a", "b"), 0);
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, "", "b"), 0);
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, "a", ""), 0);
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler("1 OR true", "a", "b"), 0);
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(empty_, "Empty", "b"), 0);
+
+  // Titles that would leave the show's folder name no poster.
+  Write(one_ + "/Keep.jpg", "keep");
+  Write(dir_ + "/Secret.jpg", "secret");
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, "Keep", "../Escaped"), 1);
+  EXPECT_FALSE(Exists(dir_ + "/Escaped.jpg"));
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, "../Secret", "Leaked"), 1);
+  EXPECT_FALSE(Exists(one_ + "/Leaked.jpg"));
+
+  // A poster name that is no regular file cannot be copied.
+  ASSERT_EQ(mkdir((one_ + "/Odd.jpg").c_str(), 0755), 0);
+  EXPECT_EQ(api_.UpdateTVShowExPosterHandler(showOne_, "Odd", "Copy"), 0);
+  EXPECT_FALSE(Exists(one_ + "/Copy.jpg"));
+}
+
+TEST_F(PosterFilesTest, MergeReplacesTheFirstShowsPosterByTheSecondShows) {
+  const std::string old = one_ + "/" + kShowOne;
+  Write(old + ".jpg", "old one");
+  Write(two_ + "/Show Two.jpg", "two jpg");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, showTwo_), 1);
+  EXPECT_FALSE(Exists(old + ".jpg"));
+  EXPECT_EQ(Read(one_ + "/Show Two.jpg"), "two jpg");
+  EXPECT_EQ(Read(two_ + "/Show Two.jpg"), "two jpg");
+
+  // The .jpg target is there: the .png one is copied.
+  Write(old + ".png", "old png");
+  Write(one_ + "/Show Two.jpg", "already");
+  Write(two_ + "/Show Two.png", "two png");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, showTwo_), 1);
+  EXPECT_FALSE(Exists(old + ".png"));
+  EXPECT_EQ(Read(one_ + "/Show Two.jpg"), "already");
+  EXPECT_EQ(Read(one_ + "/Show Two.png"), "two png");
+
+  // Both targets there: nothing copied, the old poster removed all the same.
+  Write(old + ".jpg", "old again");
+  Write(one_ + "/Show Two.png", "kept png");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, showTwo_), 1);
+  EXPECT_FALSE(Exists(old + ".jpg"));
+  EXPECT_EQ(Read(one_ + "/Show Two.jpg") + "|" + Read(one_ + "/Show Two.png"), "already|kept png");
+}
+
+TEST_F(PosterFilesTest, MergeRefusals) {
+  const std::string old = one_ + "/" + kShowOne;
+  Write(old + ".jpg", "old one");
+  Write(two_ + "/Show Two.jpg", "two jpg");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler("", showTwo_), 0);
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, "2 OR true"), 0);
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, empty_), 0);
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(empty_, showTwo_), 0);
+  EXPECT_EQ(Read(old + ".jpg"), "old one");
+  EXPECT_FALSE(Exists(one_ + "/Show Two.jpg") || Exists(one_ + "/Show Two.png"));
+
+  // An old poster that cannot be removed stops the merge before the copy.
+  ASSERT_EQ(remove((old + ".jpg").c_str()), 0);
+  ASSERT_EQ(mkdir((old + ".jpg").c_str(), 0755), 0);
+  Write(old + ".jpg/inside", "x");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, showTwo_), 0);
+  EXPECT_FALSE(Exists(one_ + "/Show Two.jpg"));
+
+  // A stored title that leads out of the folder removes nothing there.
+  Exec("UPDATE tvshow SET title = '../Victim' WHERE id = " + showOne_);
+  Write(dir_ + "/Victim.jpg", "victim");
+  EXPECT_EQ(api_.MergeTVShowExPosterHandler(showOne_, showTwo_), 1);
+  EXPECT_EQ(Read(dir_ + "/Victim.jpg"), "victim");
+  EXPECT_EQ(Read(one_ + "/Show Two.jpg"), "two jpg");
+}
+
+}  // namespace
+}  // namespace kinolot_test
