@@ -119,13 +119,20 @@ class Library {
     return true;
   }
 
-  // The id of the first generated episode, or 0.
-  long FirstEpisode() {
+  // The id of the first generated row of `table` (episodes, movies), or 0.
+  long First(const char* table) {
     long id = 0;
-    Scalar("SELECT COALESCE(min(id), 0) AS value FROM tvshow_episode WHERE mapper_id > " +
-               std::to_string(base_),
+    Scalar(std::string("SELECT COALESCE(min(id), 0) AS value FROM ") + table +
+               " WHERE mapper_id > " + std::to_string(base_),
            id);
     return id;
+  }
+  long MapperOf(const char* table, long id) {
+    long mapper = 0;
+    Scalar(std::string("SELECT mapper_id AS value FROM ") + table +
+               " WHERE id = " + std::to_string(id),
+           mapper);
+    return mapper;
   }
 
  private:
@@ -224,7 +231,7 @@ bool RunSize(long items) {
                       keywords, "", "", nullptr, nullptr, nullptr, nullptr, "", answer, total,
                       count);
   });
-  const std::string episode = std::to_string(library.FirstEpisode());
+  const std::string episode = std::to_string(library.First("tvshow_episode"));
   Measure("GetInfo, episode with its show", rounds, [&] {
     api.GetInfo(VIDEO_TABLE_TVSHOW_EPISODE, static_cast<_VIDEO_ADDITIONAL_>(0x7FF), episode,
                 answer);
@@ -233,6 +240,15 @@ bool RunSize(long items) {
   Measure("CategoryBrowse, actors of movies, 50", rounds, [&] {
     return api.CategoryBrowse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, 0, 50, ORDER_DIRECTION_ASC,
                               nullptr, answer, total, count);
+  });
+  // An edit that keeps the movie's title and year: found as itself, then
+  // updated in place with its summary, extra information and four lists.
+  const long movie = library.First("movie");
+  const std::string title = "Movie " + std::to_string(library.MapperOf("movie", movie));
+  Measure("Edit, movie in place", rounds, [&] {
+    return api.Edit(VIDEO_TABLE_MOVIE, std::to_string(movie), "", title, "Tag", nullptr, "", "", "",
+                    "false", "", "Summary", "Actor 1|Actor 2", "Director 1", "Writer 1", "Genre 1",
+                    nullptr, nullptr, nullptr, nullptr);
   });
   return true;
 }
