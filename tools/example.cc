@@ -151,7 +151,8 @@ Json::Value LibraryAsJson() {
 
 // Puts every movie and episode of `library` into the collection
 // "Favourites" of user 1024 (created on first use) and returns the
-// collection's members as the metadata API lists them.
+// collection's first page of members, sorted by title, as the metadata API
+// lists them (a limit of 0 would list them unsorted).
 Json::Value Favourites(const Json::Value& library) {
   VideoMetadataAPI api;
   long collection = api.Collection_Create("1024", "Favourites");
@@ -165,7 +166,7 @@ Json::Value Favourites(const Json::Value& library) {
   Json::Value answer;
   unsigned long total = 0;
   unsigned long count = 0;
-  api.Collection_VideoList(id, 0, 0, VIDEO_ADDITIONAL_NONE, "sort_title", ORDER_DIRECTION_ASC,
+  api.Collection_VideoList(id, 0, 50, VIDEO_ADDITIONAL_NONE, "sort_title", ORDER_DIRECTION_ASC,
                            answer, total, count);
   return answer;
 }
