@@ -1,6 +1,7 @@
 // FileDownload against a real HTTP server on the loopback interface.
 #include "kinolot/file_download.h"
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -91,6 +92,25 @@ TEST_F(FileDownloadTest, HeaderRequestWritesOnlyTheHeadersOverWhatTheFileHeld) {
 
   EXPECT_EQ(download.DownloadHeader(nullptr), 0);
   EXPECT_EQ(server_.RequestLines(), std::vector<std::string>(2, "HEAD /h.png HTTP/1.1"));
+}
+
+// The single steps on one handle: after a request into a file, a request
+// without one writes the body to standard output as on a fresh handle.
+TEST_F(FileDownloadTest, OneHandleRequestsIntoAFileThenToStandardOutput) {
+  server_.Route("/s.png", Image("image/png", "steps"));
+  std::string url = server_.Url("/s.png");
+  std::string file = dir_ + "/steps";
+  FileDownload download;
+  void* handle = download.CurlInit();
+  ASSERT_NE(handle, nullptr);
+  curl_easy_setopt(static_cast<CURL*>(handle), CURLOPT_URL, url.c_str());
+  EXPECT_EQ(download.CurlExecCore(handle, file.c_str(), false), 0);
+  testing::internal::CaptureStdout();
+  int code = download.CurlExecCore(handle, nullptr, false);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "steps");
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(ReadFile(file), "steps");
+  download.CurlUint(handle);
 }
 
 TEST_F(FileDownloadTest, ImageByExactContentTypeElseByFileExtension) {

@@ -107,8 +107,15 @@ int FileDownload::CurlExecCore(void* handle, const char* path, bool header) {
   // write function as soon as header data is set.
   curl_easy_setopt(curl, header ? CURLOPT_WRITEHEADER : CURLOPT_WRITEDATA, file);
   int code = curl_easy_perform(curl);
-  // The handle must not keep pointing at the closed file.
-  curl_easy_setopt(curl, header ? CURLOPT_WRITEHEADER : CURLOPT_WRITEDATA, nullptr);
+  // Back to the client's own defaults (body to standard output, headers
+  // dropped): the handle must neither write to the closed file nor hand a
+  // null file to our write function when it is used again without a path.
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, static_cast<curl_write_callback>(nullptr));
+  if (header) {
+    curl_easy_setopt(curl, CURLOPT_WRITEHEADER, static_cast<void*>(nullptr));
+  } else {
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, static_cast<void*>(stdout));
+  }
   fclose(file);
   return code;
 }
