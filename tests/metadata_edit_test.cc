@@ -119,6 +119,14 @@ TEST_F(MetadataEditTest, MovieFileKeepsItsExtraInformationOnlyUnderTheSameIdenti
             std::string::npos);
   e.plusInfo = "{bad";
   EXPECT_FALSE(e.SaveFile(api_, VIDEO_TABLE_MOVIE, "/v/Beta.mkv", FileId("/v/Beta.mkv")));
+  // Nesting deeper than the JSON reader allows is a parse error too, whether
+  // sent with the edit or read back with the file's description.
+  const std::string deep(5000, '[');
+  e.plusInfo = deep.c_str();
+  EXPECT_FALSE(e.SaveFile(api_, VIDEO_TABLE_MOVIE, "/v/Beta.mkv", FileId("/v/Beta.mkv")));
+  Exec("UPDATE plus_info SET plus_info = '" + deep + "'");
+  e.plusInfo = nullptr;
+  EXPECT_TRUE(e.SaveFile(api_, VIDEO_TABLE_MOVIE, "/v/Beta.mkv", FileId("/v/Beta.mkv")));
 }
 
 TEST_F(MetadataEditTest, FileEditsCheckTheirInputBeforeWriting) {

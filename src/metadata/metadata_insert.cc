@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 
 #include "foundation/field_text.h"
@@ -16,6 +17,17 @@
 
 namespace LibKinolot {
 namespace {
+
+// Json::Reader::parse, with the exception that the reader throws for
+// nesting deeper than its limit (a text of a thousand '[') counted as a
+// parse error instead of leaving the library.
+bool ParseJson(const char* text, Json::Value& value, bool collectComments) {
+  try {
+    return Json::Reader().parse(text, value, collectComments);
+  } catch (const std::exception&) {
+    return false;
+  }
+}
 
 // Reading a description gives its extra information as the stored text in a
 // JSON string; saving writes a value as JSON text. Turned back into the JSON
@@ -29,7 +41,7 @@ void UnwrapStoredJson(Json::Value& value) {
     return;
   }
   Json::Value parsed;
-  if (Json::Reader().parse(text, parsed, false)) value = parsed;
+  if (ParseJson(text.c_str(), parsed, false)) value = parsed;
 }
 
 // Parses an edited extra-information text into `value`. A text of at most
@@ -37,7 +49,7 @@ void UnwrapStoredJson(Json::Value& value) {
 // parse error.
 bool ParseEditedJson(const char* text, Json::Value& value) {
   if (text == nullptr || strlen(text) <= 1) return true;
-  return Json::Reader().parse(text, value, true);
+  return ParseJson(text, value, true);
 }
 
 // Puts an edited release date into a date field. The sort date is emptied,
