@@ -143,11 +143,15 @@ TEST_F(MetadataCollectionTest, RefusedListsAndSearchesSendNothing) {
   // An id that is not decimal gets the empty answer, without a statement.
   EXPECT_FALSE(SearchFavs(Parse(R"({"title": "a"})"), "1 or 1=1"));
   EXPECT_EQ(answer_, EmptyPage("videos"));
-  answer_ = Json::Value("stale");
-  EXPECT_FALSE(api_.Collection_VideoList("1)", 0, 10, VIDEO_ADDITIONAL_NONE, "",
-                                         ORDER_DIRECTION_ASC, answer_, total_, count_));
-  EXPECT_EQ(answer_, EmptyPage("videos"));
-  EXPECT_EQ(total_, 0u);
+  for (const char* id : {"1)", "4294967297"}) {
+    answer_ = Json::Value("stale");
+    total_ = 77;
+    EXPECT_FALSE(api_.Collection_VideoList(id, 0, 10, VIDEO_ADDITIONAL_NONE, "",
+                                           ORDER_DIRECTION_ASC, answer_, total_, count_))
+        << id;
+    EXPECT_EQ(answer_, EmptyPage("videos")) << id;
+    EXPECT_EQ(total_, 0u);
+  }
   EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
 }
 

@@ -68,8 +68,10 @@ bool MemberPage(VideoMetadataAPI& api, const std::string& collectionId, unsigned
   total = 0;
   count = 0;
   WritePagedAnswer(answer, "videos", 0, 0, Json::Value(Json::arrayValue));
-  // The collection id stands unquoted in the member queries.
-  if (!IsDecimalText(collectionId)) return false;
+  // The collection id stands unquoted in the member queries, and the listing
+  // reads it as an int: a larger number would list another collection.
+  int unused;
+  if (!ParseId(collectionId, unused)) return false;
   try {
     VideoDB db(nullptr, MetadataTableName(VIDEO_TABLE_COLLECTION_MAP));
     if (select(db, offset, limit) == -1) return false;
