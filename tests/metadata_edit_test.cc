@@ -283,8 +283,8 @@ TEST_F(MetadataEditTest, EpisodeChangingShowsJoinsOrCreatesTheShow) {
             "Show One 1x1:/v/one/s1e1.mkv,Show Two 1x2:/v/one/s1e2.mkv,"
             "Show Two 1x2:/v/two/s1e2.mkv,Show Two 1x3:/v/two/s1e3.mkv");
 
-  // Show Two has no 1x1: the episode is saved again under Show Two. Its old
-  // show keeps its row although no episode is left.
+  // Show Two has no 1x1: the episode is saved again under Show Two, and the
+  // save removes Show One, which it left without episodes.
   e.episode = "1";
   ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE, EpisodeId("/v/one/s1e1.mkv"), ""));
   EXPECT_EQ(EpisodeFiles(),
@@ -297,6 +297,13 @@ TEST_F(MetadataEditTest, EpisodeChangingShowsJoinsOrCreatesTheShow) {
   ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE, EpisodeId("/v/two/s1e3.mkv"), ""));
   EXPECT_NE(EpisodeFiles().find("Show Three 1x1:/v/two/s1e3.mkv"), std::string::npos);
   EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE title = 'Show Three' AND year = 2020"), "1");
+
+  // Show Three's only episode merges into Show Two's 1x1: the show goes with it.
+  e.title = "Show Two";
+  e.tvshowDate = "2015";
+  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE, EpisodeId("/v/two/s1e3.mkv"), ""));
+  EXPECT_EQ(Shows(), "Show Two 2015");
+  EXPECT_NE(EpisodeFiles().find("Show Two 1x1:/v/two/s1e3.mkv"), std::string::npos);
 }
 
 TEST_F(MetadataEditTest, ShowTakingAnotherShowsIdentityGivesItItsEpisodes) {
