@@ -133,8 +133,9 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
 
   // An episode: `title` and `tvshowDate` name the show it belongs to after
   // the edit.
+  if (title.empty()) return -1;
   const std::string showId = GetFieldValueById(episodeTable, id, "tvshow_id");
-  if (title.empty() || showId.empty()) return -1;
+  if (showId.empty()) return -1;
   _VIDEO_INFO_ show;
   CopyText(show.title, title.c_str());
   show.tvshow_year = tvshowDate != nullptr
