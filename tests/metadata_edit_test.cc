@@ -172,6 +172,16 @@ TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowValues) {
   EXPECT_EQ(EpisodeFiles(),
             "Show One 1x1:/v/one/s1e1.mkv,Show One 1x2:/v/one/s1e2.mkv,"
             "Show Two 1x2:/v/two/s1e2.mkv,Show Two 1x3:/v/two/s1e3.mkv");
+
+  // Under a new episode number the file's episode drops the old episode's
+  // extra information; the show, still the same, keeps its own.
+  Exec("UPDATE plus_info SET plus_info = '{\"k\": \"v\"}'");
+  e.episode = "5";
+  ASSERT_TRUE(
+      e.SaveFile(api_, VIDEO_TABLE_TVSHOW_EPISODE, "/v/one/s1e1.mkv", FileId("/v/one/s1e1.mkv")));
+  EXPECT_EQ(PlusInfo("tvshow_episode", EpisodeId("/v/one/s1e1.mkv")).find("\"k\""),
+            std::string::npos);
+  EXPECT_NE(PlusInfo("tvshow", IdOf("tvshow", "Show One")).find("\"k\""), std::string::npos);
 }
 
 TEST_F(MetadataEditTest, InsertHandlerSavesEveryFileOfTheItem) {
