@@ -135,6 +135,7 @@ TEST_F(MetadataUpdateTest, MissingItemsAndBadIdsWriteNothing) {
   }
   EXPECT_EQ(Update(static_cast<_VIDEO_TABLE_TYPE_>(42), "1", e), -1);
   EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "1 OR 1=1", "true"));
+  EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "4294967297", "true"));  // not clamped
   EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", ""));
   EXPECT_FALSE(api_.UpdateSummary("", "s"));
   EXPECT_FALSE(api_.UpdatePlusInfo("0 OR 1=1", "{}"));

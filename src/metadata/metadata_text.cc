@@ -34,8 +34,13 @@ std::string MetadataKeyName(unsigned int type) {
 
 bool IsDecimalText(const std::string& text) {
   if (text.empty()) return false;
+  int64_t value = 0;
   for (char c : text) {
     if (c < '0' || c > '9') return false;
+    value = value * 10 + (c - '0');
+    // Ids are 32-bit integers; a larger number would be clamped on its way
+    // into some statements and name another row.
+    if (value > INT32_MAX) return false;
   }
   return true;
 }

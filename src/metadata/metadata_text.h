@@ -24,8 +24,9 @@ std::string MetadataTableName(unsigned int type);
 // The answer's array key of a video table type from gMappingKeyName, or "".
 std::string MetadataKeyName(unsigned int type);
 
-// True when `text` is one or more decimal digits and nothing else. Ids and
-// years that reach SQL without quoting are checked with this first.
+// True when `text` is one or more decimal digits and nothing else, whose
+// value fits a 32-bit id (at most 2147483647). Ids and years that reach SQL
+// without quoting are checked with this first.
 bool IsDecimalText(const std::string& text);
 
 // The leading decimal number of a season, episode or year text, 0 when it
