@@ -148,11 +148,14 @@ TEST_F(MetadataListTest, BadRequestsFailCleanlyAndChangeNothing) {
   EXPECT_EQ(total_, 77u);
   EXPECT_EQ(count_, 77u);
 
-  // The server refuses these, and Search refuses keywords that are not an
-  // object; the answer is the initial one.
-  const std::function<bool()> refused[] = {[&] { return ListMovies(ULONG_MAX, 10, ""); },
-                                           [&] { return ListMovies(0, 10, "no_such_column"); },
-                                           [&] { return SearchMovies(Parse(R"(["Alpha"])"), ""); }};
+  // The server refuses these, a sort key that is not a column name is
+  // refused before it could run as SQL, and Search refuses keywords that are
+  // not an object; the answer is the initial one.
+  const std::function<bool()> refused[] = {
+      [&] { return ListMovies(ULONG_MAX, 10, ""); },
+      [&] { return ListMovies(0, 10, "no_such_column"); },
+      [&] { return ListMovies(0, 1, "id; DELETE FROM movie --"); },
+      [&] { return SearchMovies(Parse(R"(["Alpha"])"), ""); }};
   for (const auto& call : refused) {
     answer_ = Json::Value("stale");
     EXPECT_FALSE(call());

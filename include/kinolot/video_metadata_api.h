@@ -107,8 +107,9 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // column of the kind's table, empty for none. Fills `answer` with "total",
   // "offset" (offset + items returned) and the kind's item array. `count` is
   // only ever set to 0. Returns false for an unsupported type (nothing
-  // touched) and on a database failure (`answer` then holds total 0, offset 0
-  // and an empty array).
+  // touched), and for a `sortBy` that is not a plain column name (no
+  // statement is sent) and on a database failure (`answer` then holds total
+  // 0, offset 0 and an empty array).
   bool List(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsigned long limit,
             _VIDEO_ADDITIONAL_ additional, const std::string& sortBy, _ORDER_DIRECTION_ direction,
             const std::string& filterKeyword, const char* filterA, const char* filterB,

@@ -2,6 +2,7 @@
 // full item of one video, each built on a query builder of its own.
 #include <exception>
 
+#include "foundation/sql_words.h"
 #include "kinolot/video_metadata_api.h"
 #include "metadata/metadata_text.h"
 
@@ -50,6 +51,9 @@ bool PagedAnswer(VideoMetadataAPI& api, _VIDEO_TABLE_TYPE_ type, unsigned long o
   count = 0;
   WritePagedAnswer(answer, MetadataKeyName(type), 0, 0, Json::Value(Json::arrayValue));
   try {
+    // The sort key stands unquoted after ORDER BY, so only a column name is
+    // taken from the caller.
+    if (!sortBy.empty() && !IsPlainSqlName(sortBy)) return false;
     VideoDB db(nullptr, table);
     if (!addFilters(db, table)) return false;
     std::string sortText = sortBy.empty() ? std::string() : table + "." + sortBy;
