@@ -82,8 +82,15 @@ TEST_F(MetadataAdditionalTest, ItemsWithoutADecimalIdDoNotTakePart) {
   Handle(VIDEO_TABLE_MOVIE, 0x1FF, "movie", notAnArray);
   api_.Additional("", "actor", {"id=1"}, noIds);
   api_.SelectAdditional("movie", "actor", {"id=1"}, grouped);
-  EXPECT_TRUE(Statements().empty());
+  // Table names and id conditions stand unquoted in the query: anything but
+  // plain names and "id=<number>" is refused.
+  Json::Value found(Json::objectValue);
+  api_.SelectAdditional("movie WHERE 1=1) OR (1=1", "actor", {"id=1"}, found);
+  api_.SelectAdditional("movie", "actor a, summary", {"id=1"}, found);
+  api_.SelectAdditional("movie", "actor", {"id=1", "id=1) OR (1=1"}, found);
+  EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
   EXPECT_EQ(grouped, Json::Value("not an object"));
+  EXPECT_EQ(found, Json::Value(Json::objectValue));
 }
 
 }  // namespace

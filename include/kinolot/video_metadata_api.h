@@ -86,7 +86,8 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   void Additional(const std::string& mainTable, const std::string& additionalTable,
                   const std::vector<std::string>& idConditions, Json::Value& items);
   // Runs the query of one piece and groups its rows into `grouped`, an object
-  // keyed by the owner's id text. Does nothing unless `grouped` is an object.
+  // keyed by the owner's id text. Does nothing unless `grouped` is an object,
+  // both tables are plain names and every condition is "id=<number>".
   void SelectAdditional(const std::string& mainTable, const std::string& additionalTable,
                         const std::vector<std::string>& idConditions, Json::Value& grouped);
   // Adds one row of `additionalTable` to `grouped`.

@@ -3,6 +3,7 @@
 // people, genres, files, collections) is fetched with one query for the
 // whole page, grouped by the owning video and attached under each item's
 // "additional" object.
+#include "foundation/sql_words.h"
 #include "kinolot/mapping_tables.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_api.h"
@@ -65,6 +66,17 @@ void PieceKeys(const std::string& table, std::string& outputKey, std::string& ma
   }
 }
 
+// Whether a query may be built from these: both tables are plain names and
+// every condition is "id=<number>", since all of them stand unquoted in it.
+bool IsSafeSelection(const std::string& mainTable, const std::string& additionalTable,
+                     const std::vector<std::string>& idConditions) {
+  if (!IsPlainSqlName(mainTable) || !IsPlainSqlName(additionalTable)) return false;
+  for (const std::string& condition : idConditions) {
+    if (condition.compare(0, 3, "id=") != 0 || !IsDecimalText(condition.substr(3))) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 void VideoMetadataAPI::AdditionalHandler(_VIDEO_TABLE_TYPE_ type, _VIDEO_ADDITIONAL_ additional,
@@ -102,7 +114,8 @@ void VideoMetadataAPI::SelectAdditional(const std::string& mainTable,
                                         const std::string& additionalTable,
                                         const std::vector<std::string>& idConditions,
                                         Json::Value& grouped) {
-  if (mainTable.empty() || additionalTable.empty() || idConditions.empty() || !grouped.isObject()) {
+  if (idConditions.empty() || !grouped.isObject() ||
+      !IsSafeSelection(mainTable, additionalTable, idConditions)) {
     return;
   }
   VideoDB db(nullptr, additionalTable);
