@@ -110,6 +110,18 @@ TEST_F(MetadataFilterTest, PersonFiltersMatchByIdWhenListingAndByFragmentWhenSea
     EXPECT_EQ(total_, 0u) << missing;
   }
   EXPECT_FALSE(AnyStatementHolds("1=1"));
+
+  // Table names stand unquoted too: only plain names are taken.
+  VideoDB db(nullptr, "movie");
+  std::string value;
+  api_.GetValueById("actor; DELETE FROM movie; --", "1", value);
+  api_.FilterId(db, "actor; DELETE FROM movie; --", "1");
+  api_.FilterName(db, "actor a, movie", "Ann");
+  api_.FilterHandler(db, VIDEO_TABLE_MOVIE, VIDEO_ACTION_LIST, "movie m, actor", "", "", "", "",
+                     nullptr, nullptr, nullptr, "2003");
+  EXPECT_EQ(db.join_tables, Texts{});
+  EXPECT_EQ(db.conditions, Texts{});
+  EXPECT_EQ(Count("movie"), 5);
 }
 
 TEST_F(MetadataFilterTest, YearsAndShowIdsThatAreNotNumbersMatchNothing) {

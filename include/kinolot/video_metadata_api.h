@@ -142,7 +142,8 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // name fragments, and the title and channel fragments apply). A null person
   // or genre pointer is no filter, an empty text selects videos without any
   // such row. A `year` or `showId` that is not a decimal number matches no
-  // video.
+  // video. Table names here and below must be plain SQL names; with any
+  // other name nothing is added (and GetValueById sends no query).
   void FilterHandler(VideoDB& db, _VIDEO_TABLE_TYPE_ type, _VIDEO_ACTION_CAP_ cap,
                      const std::string& table, const std::string& titleKeyword,
                      const std::string& showId, const std::string& channelKeyword,

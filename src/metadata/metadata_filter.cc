@@ -34,6 +34,8 @@ void VideoMetadataAPI::FilterHandler(VideoDB& db, _VIDEO_TABLE_TYPE_ type, _VIDE
                                      const std::string& showId, const std::string& channelKeyword,
                                      const char* actor, const char* director, const char* writer,
                                      const char* genre, std::string year) {
+  // The table names a column owner in every condition: only a plain name.
+  if (!IsPlainSqlName(table)) return;
   const PersonFilter people[] = {
       {actor, "actor"}, {director, "director"}, {writer, "writer"}, {genre, "gnere"}};
   bool anyPersonText = false;
@@ -106,7 +108,7 @@ void VideoMetadataAPI::FilterHandler(VideoDB& db, _VIDEO_TABLE_TYPE_ type, _VIDE
 void VideoMetadataAPI::FilterName(VideoDB& db, const std::string& filterTable,
                                   const std::string& name) {
   std::string escaped;
-  if (!EscapeLikeText(db.connection, name, escaped)) return;
+  if (!IsPlainSqlName(filterTable) || !EscapeLikeText(db.connection, name, escaped)) return;
   SqlText condition;
   // Each person and genre table keeps its value in a column of its own name.
   printfPQExpBuffer(condition.get(), "%s ilike '%%%s%%'", filterTable.c_str(), escaped.c_str());
@@ -119,6 +121,7 @@ void VideoMetadataAPI::FilterId(VideoDB& db, const std::string& filterTable,
                                 const std::string& id) {
   // Listing by a row id matches the name of that row, so every video that
   // carries the same name is found, not only the row's own video.
+  if (!IsPlainSqlName(filterTable)) return;
   std::string value;
   GetValueById(filterTable, id, value);
   std::string escaped;
@@ -129,7 +132,7 @@ void VideoMetadataAPI::FilterId(VideoDB& db, const std::string& filterTable,
 
 void VideoMetadataAPI::GetValueById(const std::string& filterTable, const std::string& id,
                                     std::string& value) {
-  if (filterTable.empty() || !IsDecimalText(id)) return;
+  if (!IsPlainSqlName(filterTable) || !IsDecimalText(id)) return;
   VideoDB db(nullptr, filterTable);
   db.AddCondtion("id=" + id);
   if (db.SelectDB("*", "", ORDER_DIRECTION_ASC, 0, 0, "") <= 0 || !db.NextRow()) return;
