@@ -239,7 +239,8 @@ TEST_F(VideoMetadataDbTest, LongTextsAreCutToTheirFields) {
   AddMovie(ascii, 2001);
   VideoDB db(nullptr, "movie");
   ASSERT_EQ(db.SelectDB("title, '" + letters + "' as tag_line, '" + letters.substr(0, 10) +
-                            "' as year, 99999999999 as id",
+                            "' as year, 99999999999 as id, 99999999999 as duration, "
+                            "-99999999999 as season",
                         "", ORDER_DIRECTION_ASC, 0, 0, ""),
             1);
   ASSERT_TRUE(db.NextRow());
@@ -250,6 +251,8 @@ TEST_F(VideoMetadataDbTest, LongTextsAreCutToTheirFields) {
   EXPECT_EQ(std::string(item.year), letters.substr(0, 8))
       << "a letter cut in two is left out whole";
   EXPECT_EQ(item.id, static_cast<int32_t>(99999999999LL & 0xFFFFFFFF)) << "low 32 bits";
+  EXPECT_EQ(item.duration, INT32_MAX) << "counts stop at their bound";
+  EXPECT_EQ(item.season, INT32_MIN);
   EXPECT_EQ(item.tvshow_id, 0) << "the field after a cut text is untouched";
 }
 

@@ -2,6 +2,7 @@
 // up by name, so any query that names its columns (with aliases where needed)
 // can be decoded without a fixed column order.
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "db/video_metadata_db_internal.h"
@@ -16,28 +17,42 @@ int32_t Low32(int64_t value) {
   return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(value)));
 }
 
+// Bounds a parsed number to the 32-bit range, as a 32-bit long parse does.
+int32_t Clamped32(int64_t value) {
+  if (value > INT32_MAX) return INT32_MAX;
+  if (value < INT32_MIN) return INT32_MIN;
+  return static_cast<int32_t>(value);
+}
+
+// How a number column becomes a 32-bit field. Ids and bit rates are read as
+// 64-bit numbers of which the low 32 bits are kept; season, episode,
+// duration, resolution and channel are read as a 32-bit long, so a number
+// beyond that range stops at its bound.
+enum class NumberKind { kLow32, kClamped };
+
 // The 32-bit number fields and the column each is read from.
 struct NumberColumn {
   const char* column;
   int32_t _VIDEO_INFO_ALL_::*member;
+  NumberKind kind;
 };
 // PostgreSQL folds unquoted column names, so resolutionX/Y (and isLock below)
 // come back in lower case.
 const NumberColumn kNumberColumns[] = {
-    {"id", &_VIDEO_INFO_ALL_::id},
-    {"tvshow_id", &_VIDEO_INFO_ALL_::tvshow_id},
-    {"mapper_id", &_VIDEO_INFO_ALL_::mapper_id},
-    {"season", &_VIDEO_INFO_ALL_::season},
-    {"episode", &_VIDEO_INFO_ALL_::episode},
-    {"tvshow_mapper_id", &_VIDEO_INFO_ALL_::tvshow_mapper_id},
-    {"duration", &_VIDEO_INFO_ALL_::duration},
-    {"resolutionx", &_VIDEO_INFO_ALL_::resolutionX},
-    {"resolutiony", &_VIDEO_INFO_ALL_::resolutionY},
-    {"frame_bitrate", &_VIDEO_INFO_ALL_::frame_bitrate},
-    {"audio_bitrate", &_VIDEO_INFO_ALL_::audio_bitrate},
-    {"video_bitrate", &_VIDEO_INFO_ALL_::video_bitrate},
-    {"channel", &_VIDEO_INFO_ALL_::channel},
-    {"collection_id", &_VIDEO_INFO_ALL_::collection_id},
+    {"id", &_VIDEO_INFO_ALL_::id, NumberKind::kLow32},
+    {"tvshow_id", &_VIDEO_INFO_ALL_::tvshow_id, NumberKind::kLow32},
+    {"mapper_id", &_VIDEO_INFO_ALL_::mapper_id, NumberKind::kLow32},
+    {"season", &_VIDEO_INFO_ALL_::season, NumberKind::kClamped},
+    {"episode", &_VIDEO_INFO_ALL_::episode, NumberKind::kClamped},
+    {"tvshow_mapper_id", &_VIDEO_INFO_ALL_::tvshow_mapper_id, NumberKind::kLow32},
+    {"duration", &_VIDEO_INFO_ALL_::duration, NumberKind::kClamped},
+    {"resolutionx", &_VIDEO_INFO_ALL_::resolutionX, NumberKind::kClamped},
+    {"resolutiony", &_VIDEO_INFO_ALL_::resolutionY, NumberKind::kClamped},
+    {"frame_bitrate", &_VIDEO_INFO_ALL_::frame_bitrate, NumberKind::kLow32},
+    {"audio_bitrate", &_VIDEO_INFO_ALL_::audio_bitrate, NumberKind::kLow32},
+    {"video_bitrate", &_VIDEO_INFO_ALL_::video_bitrate, NumberKind::kLow32},
+    {"channel", &_VIDEO_INFO_ALL_::channel, NumberKind::kClamped},
+    {"collection_id", &_VIDEO_INFO_ALL_::collection_id, NumberKind::kLow32},
 };
 
 // The text fields, by place and capacity, and the column each is read from.
@@ -83,7 +98,9 @@ bool VideoDB::DBRecToData(DBResult_tag* result, unsigned int row, _VIDEO_INFO_AL
   std::memset(item, 0, sizeof(*item));
   auto field = [&](const char* column) { return VEXODBFetchField(result, row, column); };
   for (const NumberColumn& number : kNumberColumns) {
-    item->*number.member = Low32(ParseDecimal(field(number.column)));
+    const char* text = field(number.column);
+    item->*number.member = number.kind == NumberKind::kLow32 ? Low32(ParseDecimal(text))
+                                                             : Clamped32(ParseDecimal(text));
   }
   item->filesize = ParseDecimal(field("filesize"));
   char* base = reinterpret_cast<char*>(item);
