@@ -74,6 +74,16 @@ TEST_F(MetadataItemsTest, EachKindAndDetailHasItsOwnShape) {
   api_.CreateCollectionObject(row, collection);
   EXPECT_EQ(collection, Parse(R"({"id": "9", "title": "T"})"));
 
+  // Browse entries: a name with its row id, a year as both, and an entry
+  // of an unknown category still appended.
+  strcpy(row.actor, "Ann");
+  Json::Value entries;
+  for (int category : {int(VIDEO_CATEGORY_ACTOR), int(VIDEO_CATEGORY_YEAR), 9}) {
+    api_.DBdataToMetadataArray(static_cast<_VIDEO_CATEGORY_>(category), row, entries);
+  }
+  EXPECT_EQ(entries, Parse(R"([{"id": "4", "name": "Ann"}, {"id": "2009", "name": "2009"},
+    {"id": "", "name": ""}])"));
+
   // Both dates empty give "" rather than a missing key.
   row.year[0] = '\0';
   row.tvshow_originally_available[0] = '\0';

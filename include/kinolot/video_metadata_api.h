@@ -173,8 +173,9 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // "metadatas": [{"id", "name"}, ...]}. `keyword` (may be null) narrows the
   // names to those containing it; only when it is null, an unknown entry {}
   // ends every page if some video has no value in the category. `count` is
-  // only ever set to 0. Returns false for an unsupported type and on a
-  // database failure, `answer` then holding total 0, offset 0 and no entries.
+  // only ever set to 0. Returns false for an unsupported type or category
+  // and on a database failure, `answer` then holding total 0, offset 0 and no
+  // entries.
   bool CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ category, unsigned long offset,
                       unsigned long limit, _ORDER_DIRECTION_ direction, const char* keyword,
                       Json::Value& answer, unsigned long& total, unsigned long& count);
