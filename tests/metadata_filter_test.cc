@@ -175,7 +175,8 @@ TEST_F(MetadataFilterTest, KeywordSearchIsOneConditionOfAlternatives) {
   VideoDB refused(nullptr, "tvshow_episode");
   EXPECT_FALSE(api_.GlobalSearch(refused, VIDEO_TABLE_TVSHOW_EPISODE, byTitle));
   EXPECT_FALSE(api_.GlobalSearch(refused, VIDEO_TABLE_TV_RECORD, byTitle));
-  for (const char* bad : {R"("star")", "[]", R"({"title) OR (1=1": "x"})"}) {
+  for (const char* bad :
+       {R"("star")", "[]", R"({"title) OR (1=1": "x"})", R"({"title": "x", "actor": ["ann"]})"}) {
     EXPECT_FALSE(api_.GlobalSearch(movies, VIDEO_TABLE_MOVIE, Parse(bad))) << bad;
   }
   EXPECT_TRUE(refused.conditions.empty());

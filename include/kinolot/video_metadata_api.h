@@ -120,7 +120,8 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // any of which may match, or (when `keywords` is empty) by the filters, the
   // person and genre values then being name fragments, `filterX` a title
   // fragment and `filterY` a channel name fragment. A `keywords` value that
-  // is not an object, or that names something other than a column, fails.
+  // is not an object, or that names something other than a column or holds
+  // a list or object as a text to find, fails.
   bool Search(_VIDEO_TABLE_TYPE_ type, unsigned long offset, unsigned long limit,
               _VIDEO_ADDITIONAL_ additional, const std::string& sortBy, _ORDER_DIRECTION_ direction,
               Json::Value keywords, const std::string& filterX, const std::string& filterY,
@@ -161,8 +162,9 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // Adds one condition matching videos of `type` (1, 2 or 4) for which any
   // member of `keywords` (column -> text) occurs in that column. Returns
   // false, adding nothing, for other types, for a `keywords` value that is
-  // not an object, for a member name that is not a plain column name and when
-  // a text cannot be escaped.
+  // not an object, for a member name that is not a plain column name, for a
+  // member value that is a list or an object and when a text cannot be
+  // escaped.
   bool GlobalSearch(VideoDB& db, _VIDEO_TABLE_TYPE_ type, const Json::Value& keywords);
 
   // ---------------------------------------------------------------------------

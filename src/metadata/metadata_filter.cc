@@ -162,6 +162,9 @@ bool VideoMetadataAPI::GlobalSearch(VideoDB& db, _VIDEO_TABLE_TYPE_ type,
       joins.push_back(
           StringFormat("LEFT JOIN %s ON mapper.id=%s.mapper_id", column.c_str(), column.c_str()));
     }
+    // A list or object has no text to look for; taken as "" it would match
+    // every video.
+    if (!member->isConvertibleTo(Json::stringValue)) return false;
     std::string escaped;
     if (!EscapeLikeText(db.connection, JsonText(*member), escaped)) return false;
     conditions.push_back(StringFormat("%s ilike '%%%s%%'", column.c_str(), escaped.c_str()));
