@@ -283,8 +283,12 @@ TEST_F(VideoMetadataDbCollectionTest, SearchRefusesWhatWouldStandUnquoted) {
             -1);
   EXPECT_TRUE(Statements().empty());
   criteria["1=1) OR (true"] = "x";
+  // A condition too long for its buffer would leave its quote open, and the
+  // next branch's quote would close it before the text: it is left out.
+  criteria["actor"] = std::string(1100, 'a') + " OR true OR ";
   EXPECT_EQ(db.CollectionGlobalSearch(criteria, "1", "title", ORDER_DIRECTION_ASC, 0, 10), 1)
-      << "a criterion whose name is not a plain name is left out";
+      << "criteria whose name is not a plain name, or too long, are left out";
+  EXPECT_EQ(Statements().back().find("aaaa"), std::string::npos);
   // Without a usable criterion nothing is sent.
   MarkStatements();
   Json::Value none(Json::objectValue);

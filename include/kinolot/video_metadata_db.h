@@ -75,7 +75,10 @@ class KINOLOT_EXPORT VideoDB {
   bool CategoryHasUnknown(const std::string& table, const std::string& listTable);
 
   // Decodes row `row` of `result` into `*item`, every known column looked up
-  // by name. Returns false, writing nothing, when `result` or `item` is null.
+  // by name; absent columns, NULLs and texts that are no number give "" or 0.
+  // Ids and bit rates keep the low 32 bits of a larger number, while season,
+  // episode, duration, resolution and channel stop at the 32-bit bounds.
+  // Returns false, writing nothing, when `result` or `item` is null.
   bool DBRecToData(DBResult_tag* result, unsigned int row, _VIDEO_INFO_ALL_* item);
   // Decodes the current row into `item`; false when there is no result.
   bool FetchVideoItem(_VIDEO_INFO_ALL_& item);
@@ -126,10 +129,11 @@ class KINOLOT_EXPORT VideoDB {
   // (an object) names a list table ("actor", "director", "writer", which are
   // joined) or a column of the videos (such as "title") and holds a text to
   // find in it, ignoring case; the members are alternatives. Members whose
-  // name is not a plain SQL name or whose value is an array or object are
-  // left out. Sorted as SelectAllByCollectionID; `limit` 0 means all rows
-  // from `offset`. Returns the number of rows, or -1 (also when
-  // `collectionId` is not a decimal id, and when no member is left).
+  // name is not a plain SQL name, whose value is an array or object, or whose
+  // condition would not fit 1023 bytes are left out. Sorted as
+  // SelectAllByCollectionID; `limit` 0 means all rows from `offset`. Returns
+  // the number of rows, or -1 (also when `collectionId` is not a decimal id,
+  // and when no member is left; nothing is run then).
   int CollectionGlobalSearch(Json::Value criteria, const std::string& collectionId,
                              const std::string& orderBy, _ORDER_DIRECTION_ direction,
                              unsigned long offset, unsigned long limit);
