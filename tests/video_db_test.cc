@@ -94,6 +94,14 @@ TEST_F(VideoDbTest, BadOpensReturnNullAndLogWhy) {
   EXPECT_EQ(VideoDBOpen(static_cast<_VIDEO_TABLE_TYPE_>(42), "id", nullptr, nullptr, nullptr, 0, 0),
             nullptr);
   EXPECT_TRUE(Received("SELECT id FROM invalid    "));
+  // A statement that would lose the end of its condition is not run.
+  MarkStatements();
+  std::string columns = "id";
+  while (columns.size() < 1100) columns += ", id";
+  EXPECT_EQ(VideoDBOpenEX("movie", columns.c_str(), "id = 1 AND false", nullptr, nullptr, 0, 0),
+            nullptr);
+  EXPECT_TRUE(Statements().empty());
+  EXPECT_TRUE(LoggedMatching(R"(video_db:\d+ Statement too long \[SELECT id, id.*)"));
 }
 
 TEST_F(VideoDbTest, OpenExSelectsFromAFreeTableList) {

@@ -34,14 +34,17 @@ struct _VIDEO_DB_HANDLER_ {
 // orderBy]" on the shared connection, keeping at most `limit` rows from row
 // `offset` on (0 or -1: no limit, no offset). A null `select` means "*"; null
 // or empty clauses are left out, except that an empty but non-null `where`
-// leaves a bare WHERE and the statement fails. Returns a new handle that the
-// caller releases with VideoDBHandlerFree, or null on failure.
+// leaves a bare WHERE and the statement fails. The statement must fit 512
+// bytes plus the length of `where`; a longer one is refused, not cut. Returns
+// a new handle that the caller releases with VideoDBHandlerFree, or null on
+// failure.
 KINOLOT_EXPORT _VIDEO_DB_HANDLER_* VideoDBOpen(_VIDEO_TABLE_TYPE_ table, const char* select,
                                                const char* where, const char* groupBy,
                                                const char* orderBy, int offset, int limit);
 
-// As VideoDBOpen, with a free FROM list such as "tvshow,tvshow_episode".
-// A null `fromTables` returns null.
+// As VideoDBOpen, with a free FROM list such as "tvshow,tvshow_episode", and
+// room for 1024 bytes plus the length of `where`. A null `fromTables` returns
+// null.
 KINOLOT_EXPORT _VIDEO_DB_HANDLER_* VideoDBOpenEX(const char* fromTables, const char* select,
                                                  const char* where, const char* groupBy,
                                                  const char* orderBy, int offset, int limit);

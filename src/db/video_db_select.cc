@@ -60,8 +60,17 @@ _VIDEO_DB_HANDLER_* OpenSelect(const char* from, const char* select, const char*
   }
   // A non-null but empty `where` leaves a bare WHERE behind: the statement
   // then fails in the database, which is how callers learn of the mistake.
-  snprintf(sql.get(), size, "SELECT %s FROM %s %s %s %s %s", select ? select : "*", from,
-           where ? "WHERE" : "", where ? where : "", group.get(), order.get());
+  int length = snprintf(sql.get(), size, "SELECT %s FROM %s %s %s %s %s", select ? select : "*",
+                        from, where ? "WHERE" : "", where ? where : "", group.get(), order.get());
+  // The buffer leaves room for the condition; what does not fit is a select
+  // list, table list or clause too long for it. Cut, the statement could lose
+  // the end of its condition and read rows it was never meant to, so it is
+  // not run.
+  if (length < 0 || static_cast<size_t>(length) >= size) {
+    LogError("%s:%d Statement too long [%s]", kVideoDbSource, __LINE__, sql.get());
+    VideoDBHandlerFree(handle);
+    return nullptr;
+  }
 
   if (VEXODBSelectLimit(handle->connection, sql.get(), limit, offset, &handle->result) == -1) {
     LogError(flavour.exec_failed, kVideoDbSource, __LINE__, sql.get(),
