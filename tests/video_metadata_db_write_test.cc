@@ -289,6 +289,10 @@ TEST_F(VideoMetadataDbCollectionTest, SearchRefusesWhatWouldStandUnquoted) {
   EXPECT_EQ(db.CollectionGlobalSearch(criteria, "1", "title", ORDER_DIRECTION_ASC, 0, 10), 1)
       << "criteria whose name is not a plain name, or too long, are left out";
   EXPECT_EQ(Statements().back().find("aaaa"), std::string::npos);
+  Json::Value unknown;
+  unknown["no_such_column"] = "x";
+  EXPECT_EQ(db.CollectionGlobalSearch(unknown, "1", "title", ORDER_DIRECTION_ASC, 0, 10), -1);
+  EXPECT_TRUE(LoggedLine("C_SEARCH", Statements().back()));
   // Without a usable criterion nothing is sent.
   MarkStatements();
   Json::Value none(Json::objectValue);
