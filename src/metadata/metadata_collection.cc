@@ -4,9 +4,6 @@
 // video's mapper id to the collection. Creating, adding and removing run on
 // VideoDB objects of their own; listing and searching page through the
 // union queries of VideoDB and answer in the paged form under "videos".
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <exception>
 #include <string>
 
@@ -25,12 +22,8 @@ constexpr _VIDEO_TABLE_TYPE_ kMemberKinds[] = {VIDEO_TABLE_TVSHOW_EPISODE, VIDEO
 // The id texts that stand in "@VEXO:INT" places: decimal digits only and
 // within int. Anything else is refused rather than sent as some number.
 bool ParseId(const std::string& text, int& out) {
-  if (!IsDecimalText(text)) return false;
-  errno = 0;
-  char* end = nullptr;
-  long value = std::strtol(text.c_str(), &end, 10);
-  if (errno == ERANGE || *end != '\0' || value > INT_MAX) return false;
-  out = static_cast<int>(value);
+  if (!IsDecimalText(text)) return false;  // also refuses what would not fit
+  out = DecimalValue(text);
   return true;
 }
 

@@ -23,12 +23,17 @@ std::string MapperIdOfIdentity(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_& record) {
   return mapperId < 0 ? std::string() : std::to_string(mapperId);
 }
 
+// Deletes the item of mapper `mapperId` through its mapper record. 1, or -1.
+int DeleteItem(const std::string& mapperId) {
+  return VideoInfoMapperDelete(DecimalValue(mapperId)) == -1 ? -1 : 1;
+}
+
 // Moves every video file of mapper `from` to mapper `to`, then deletes the
-// item of `from` through its mapper record. 1, or -1 when a step failed.
+// item of `from`. 1, or -1 when a step failed.
 int MoveFilesAndDelete(const std::string& from, const std::string& to) {
   VideoDB files(nullptr, MetadataTableName(VIDEO_TABLE_VIDEO_FILE));
   if (!files.UpdateDBEx("mapper_id", from, {{"mapper_id", to}})) return -1;
-  return VideoInfoMapperDelete(DecimalValue(from)) == -1 ? -1 : 1;
+  return DeleteItem(from);
 }
 
 }  // namespace
@@ -121,7 +126,7 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
         if (MergeTVShowExSEpisodeHandler(id, targetId, nullptr) < 0) return -1;
         VideoDB episodes(nullptr, episodeTable);
         if (!episodes.UpdateDBEx("tvshow_id", id, {{"tvshow_id", targetId}})) return -1;
-        return VideoInfoMapperDelete(DecimalValue(self)) == -1 ? -1 : 1;
+        return DeleteItem(self);
       }
       return MoveFilesAndDelete(self, target);
     }
@@ -136,11 +141,13 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
   if (title.empty()) return -1;
   const std::string showId = GetFieldValueById(episodeTable, id, "tvshow_id");
   if (showId.empty()) return -1;
+  // The stored year of the show, read once: it names the show when the edit
+  // gives no show date, and the episode's identity when it stays there.
+  std::string storedShowYear;
+  if (tvshowDate == nullptr) storedShowYear = GetFieldValueById(showTable, showId, "year");
   _VIDEO_INFO_ show;
   CopyText(show.title, title.c_str());
-  show.tvshow_year = tvshowDate != nullptr
-                         ? YearOfDate(tvshowDate)
-                         : DecimalValue(GetFieldValueById(showTable, showId, "year"));
+  show.tvshow_year = tvshowDate != nullptr ? YearOfDate(tvshowDate) : DecimalValue(storedShowYear);
   const std::string showTarget = MapperIdOfIdentity(VIDEO_TABLE_TVSHOW, show);
   const std::string showSelf = GetFieldValueById(showTable, showId, "mapper_id");
   if (showSelf.empty()) return -1;
@@ -154,7 +161,8 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
     // episode's.
     _VIDEO_INFO_ identity;
     const std::string showTitle = GetFieldValueById(showTable, showId, "title");
-    const std::string showYear = GetFieldValueById(showTable, showId, "year");
+    const std::string showYear =
+        !storedShowYear.empty() ? storedShowYear : GetFieldValueById(showTable, showId, "year");
     if (showTitle.empty() || showYear.empty()) return -1;
     CopyText(identity.title, showTitle.c_str());
     identity.tvshow_year = DecimalValue(showYear);
@@ -186,7 +194,7 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
   if (merged == 0) return insertThroughFiles();
   // The old show goes with its last episode.
   if (!GetFieldValueByKey(episodeTable, "tvshow_id", showId, "id").empty()) return 1;
-  return VideoInfoMapperDelete(DecimalValue(showSelf)) == -1 ? -1 : 1;
+  return DeleteItem(showSelf);
 }
 
 }  // namespace LibKinolot
