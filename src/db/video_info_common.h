@@ -11,6 +11,7 @@
 
 #include "db/video_db_connection.h"
 #include "foundation/field_text.h"
+#include "foundation/heap_text.h"
 #include "foundation/log.h"
 #include "kinolot/video_db.h"
 #include "kinolot/video_info.h"
@@ -72,6 +73,19 @@ void LogFormatFailure(int line);
 // Runs the statement `sql` on `connection`; a failure is logged with the
 // SQL, the server's error text and the caller's `line`, and gives false.
 bool ExecLogged(DBConnect_tag* connection, const char* sql, int line);
+
+// Runs `format` filled by the placeholder formatter with `args` on
+// `connection`. False after logging, with the caller's `line`, when the
+// formatter or the statement fails.
+template <typename... Args>
+bool ExecFormatted(DBConnect_tag* connection, int line, const char* format, Args... args) {
+  HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, args...));
+  if (!sql) {
+    LogFormatFailure(line);
+    return false;
+  }
+  return ExecLogged(connection, sql.get(), line);
+}
 
 // Runs `sql`, a statement ending in "RETURNING id", and gives the returned
 // id. A failed statement and a missing row are logged with the caller's

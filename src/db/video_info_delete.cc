@@ -110,14 +110,10 @@ int VideoInfoDelete(const char* path, bool force) {
     int showId = strcasecmp(type, VideoTypeGetName(VIDEO_TYPE_TVSHOW_EPISODE)) == 0
                      ? GetTVShowMapperIDFromEpisode(id)
                      : -1;
-    HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
-                                       "DELETE FROM @VEXO:VAR WHERE path = '@VEXO:VAR'",
-                                       "video_file", boundedPath));
-    if (!sql) {
-      LogFormatFailure(__LINE__);
+    if (!ExecFormatted(connection, __LINE__, "DELETE FROM @VEXO:VAR WHERE path = '@VEXO:VAR'",
+                       "video_file", boundedPath)) {
       return -1;
     }
-    if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
     VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_VIDEO_FILE, id);
     if (showId >= 0) VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_TVSHOW, showId);
     return 0;
@@ -156,15 +152,12 @@ int VideoInfoRename(const char* newPath, const char* oldPath) {
     char boundedPath[kPathSize];
     CopyText(boundedPath, newPath);
     // Every file row of the description moves, not only the one of oldPath.
-    HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
-                                       "UPDATE @VEXO:VAR SET path = '@VEXO:VAR', modify_date = "
-                                       "current_timestamp WHERE mapper_id = @VEXO:INT",
-                                       "video_file", boundedPath, id));
-    if (!sql) {
-      LogFormatFailure(__LINE__);
-      return -1;
-    }
-    return ExecLogged(connection, sql.get(), __LINE__) ? 0 : -1;
+    return ExecFormatted(connection, __LINE__,
+                         "UPDATE @VEXO:VAR SET path = '@VEXO:VAR', modify_date = "
+                         "current_timestamp WHERE mapper_id = @VEXO:INT",
+                         "video_file", boundedPath, id)
+               ? 0
+               : -1;
   });
 }
 

@@ -100,13 +100,9 @@ int VideoInfoMapperDelete(int mapperId) {
     LogError("%s (%d) Failed to connect to photo database", kVideoDbSource, __LINE__);
     return -1;
   }
-  HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
-                                     "DELETE FROM mapper WHERE id = @VEXO:INT", mapperId));
-  if (!sql) {
-    LogFormatFailure(__LINE__);
-    return -1;
-  }
-  return ExecLogged(connection, sql.get(), __LINE__) ? 0 : -1;
+  return ExecFormatted(connection, __LINE__, "DELETE FROM mapper WHERE id = @VEXO:INT", mapperId)
+             ? 0
+             : -1;
 }
 
 int VideoInfoMapperIDGet(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_* info) {

@@ -215,15 +215,12 @@ int VideoInfoUpdateVideoFile(const char* path, _VIDEO_INFO_* info, int mapperId)
 
   DBConnect_tag* connection = ConnectionOrLog(__LINE__);
   if (connection == nullptr) return -1;
-  HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL,
-                                     "UPDATE video_file SET mapper_id = @VEXO:INT, updated = 1, "
-                                     "modify_date = current_timestamp WHERE path = '@VEXO:VAR'",
-                                     newId, boundedPath));
-  if (!sql) {
-    LogFormatFailure(__LINE__);
+  if (!ExecFormatted(connection, __LINE__,
+                     "UPDATE video_file SET mapper_id = @VEXO:INT, updated = 1, "
+                     "modify_date = current_timestamp WHERE path = '@VEXO:VAR'",
+                     newId, boundedPath)) {
     return -1;
   }
-  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
   VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_VIDEO_FILE, oldId);
   if (episode || oldShow >= 0) VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_TVSHOW, oldShow);
   return 0;

@@ -53,23 +53,15 @@ int VideoInfoNameListSave(int mapperId, _VIDEO_TABLE_TYPE_ table, std::list<std:
   if (connection == nullptr) return -1;
   // The name column carries the table's own name.
   const char* name = VideoTableTypeGetName(table);
-  HeapText sql(VEXODBEscapeStringEX3(
-      kVexoDBKindPostgreSQL, "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:INT", name, mapperId));
-  if (!sql) {
-    LogFormatFailure(__LINE__);
+  if (!ExecFormatted(connection, __LINE__, "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:INT",
+                     name, mapperId)) {
     return -1;
   }
-  if (!ExecLogged(connection, sql.get(), __LINE__)) return -1;
   int status = 0;
   for (const std::string& entry : names) {
-    sql.reset(VEXODBEscapeStringEX3(
-        kVexoDBKindPostgreSQL,
-        "INSERT INTO @VEXO:VAR(@VEXO:VAR, mapper_id) VALUES('@VEXO:VAR', @VEXO:INT)", name, name,
-        entry.c_str(), mapperId));
-    if (!sql) {
-      LogFormatFailure(__LINE__);
-      status = -1;
-    } else if (!ExecLogged(connection, sql.get(), __LINE__)) {
+    if (!ExecFormatted(connection, __LINE__,
+                       "INSERT INTO @VEXO:VAR(@VEXO:VAR, mapper_id) VALUES('@VEXO:VAR', @VEXO:INT)",
+                       name, name, entry.c_str(), mapperId)) {
       status = -1;
     }
   }

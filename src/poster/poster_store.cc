@@ -162,19 +162,6 @@ int DownloadFirstPoster(std::vector<std::string>& urls, std::string& path) {
   return result;
 }
 
-// Runs `format`, filled by the placeholder formatter with `args`, on
-// `connection`. False after logging when the formatter or the statement
-// fails.
-template <typename... Args>
-bool RunFormatted(DBConnect_tag* connection, int line, const char* format, Args... args) {
-  HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, args...));
-  if (!sql) {
-    LogFormatFailure(line);
-    return false;
-  }
-  return ExecLogged(connection, sql.get(), line);
-}
-
 int StorePoster(int mapperId, const std::string& path) {
   DBConnect_tag* connection = ConnectionOrLog(__LINE__);
   if (connection == nullptr) return -1;
@@ -189,16 +176,16 @@ int StorePoster(int mapperId, const std::string& path) {
 
   bool ok;
   if (count == 0) {
-    ok = RunFormatted(connection, __LINE__,
-                      "INSERT INTO poster(mapper_id, lo_oid, md5) VALUES(@VEXO:INT, "
-                      "lo_import('@VEXO:VAR'), '@VEXO:VAR') RETURNING id",
-                      mapperId, path.c_str(), md5.c_str());
+    ok = ExecFormatted(connection, __LINE__,
+                       "INSERT INTO poster(mapper_id, lo_oid, md5) VALUES(@VEXO:INT, "
+                       "lo_import('@VEXO:VAR'), '@VEXO:VAR') RETURNING id",
+                       mapperId, path.c_str(), md5.c_str());
   } else {
     // The large object the row pointed at is left in place.
-    ok = RunFormatted(connection, __LINE__,
-                      "UPDATE poster SET lo_oid = lo_import('@VEXO:VAR'), md5 = '@VEXO:VAR', "
-                      "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT RETURNING id",
-                      path.c_str(), md5.c_str(), mapperId);
+    ok = ExecFormatted(connection, __LINE__,
+                       "UPDATE poster SET lo_oid = lo_import('@VEXO:VAR'), md5 = '@VEXO:VAR', "
+                       "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT RETURNING id",
+                       path.c_str(), md5.c_str(), mapperId);
   }
   return ok ? 0 : -1;
 }
@@ -206,10 +193,10 @@ int StorePoster(int mapperId, const std::string& path) {
 int WritePoster(int mapperId, const std::string& path) {
   DBConnect_tag* connection = ConnectionOrLog(__LINE__);
   if (connection == nullptr) return -1;
-  bool ok = RunFormatted(connection, __LINE__,
-                         "SELECT lo_export(lo_oid, '@VEXO:VAR') FROM poster WHERE mapper_id = "
-                         "@VEXO:INT",
-                         path.c_str(), mapperId);
+  bool ok = ExecFormatted(connection, __LINE__,
+                          "SELECT lo_export(lo_oid, '@VEXO:VAR') FROM poster WHERE mapper_id = "
+                          "@VEXO:INT",
+                          path.c_str(), mapperId);
   return ok ? 0 : -1;
 }
 
