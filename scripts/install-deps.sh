@@ -7,7 +7,9 @@ packages=(
   build-essential cmake pkg-config git
   libpq-dev libjsoncpp-dev libcurl4-openssl-dev
   openssl postgresql
-  googletest libgtest-dev
+  googletest libgtest-dev ccache
+  libavformat-dev libavcodec-dev libavutil-dev ffmpeg
+  libpugixml-dev libcli11-dev libcpp-httplib-dev
 )
 
 missing=()

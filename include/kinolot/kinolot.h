@@ -12,6 +12,7 @@
 #include "kinolot/poster_store.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_db.h"
+#include "kinolot/video_db_batch.h"
 #include "kinolot/video_info.h"
 #include "kinolot/video_info_store.h"
 #include "kinolot/video_metadata_api.h"

@@ -1,0 +1,34 @@
+// Batches of the indexing interface: a scanner that stores thousands of files
+// groups its saves into transactions on the shared connection, so that the
+// server flushes its log once per batch instead of once per statement.
+//
+// Between VideoDBBatchBegin and VideoDBBatchCommit (or VideoDBBatchRollback)
+// every statement that the indexing interface and poster storage run on the
+// shared connection belongs to one transaction. The functions keep their
+// behaviour and their SQL; only the moment at which their writes become
+// durable and visible to other connections changes. Use from one thread at a
+// time, like the rest of the indexing interface.
+#ifndef KINOLOT_VIDEO_DB_BATCH_H_
+#define KINOLOT_VIDEO_DB_BATCH_H_
+
+#include "kinolot/export.h"
+
+namespace LibKinolot {
+
+// Opens a batch on the shared connection, connecting if needed. Returns 0, or
+// -1 when no connection can be had or a batch is already open.
+KINOLOT_EXPORT int VideoDBBatchBegin();
+
+// Makes every write of the open batch durable. Returns 0, or -1 when no batch
+// is open or the commit failed.
+KINOLOT_EXPORT int VideoDBBatchCommit();
+
+// Undoes every write of the open batch. Returns 0, or -1 when no batch is open.
+KINOLOT_EXPORT int VideoDBBatchRollback();
+
+// Returns whether a batch is open.
+KINOLOT_EXPORT bool VideoDBBatchIsOpen();
+
+}  // namespace LibKinolot
+
+#endif  // KINOLOT_VIDEO_DB_BATCH_H_

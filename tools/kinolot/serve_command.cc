@@ -1,0 +1,6 @@
+// Placeholder until the subcommand is built.
+#include "commands.h"
+
+namespace kinolot_cli {
+void AddServeCommand(CLI::App&) {}
+}  // namespace kinolot_cli
