@@ -8,6 +8,12 @@
 // behaviour and their SQL; only the moment at which their writes become
 // durable and visible to other connections changes. Use from one thread at a
 // time, like the rest of the indexing interface.
+//
+// A failure inside a batch loses nothing silently: once any statement of the
+// batch has failed, the batch is spoilt, VideoDBBatchCommit rolls all of it
+// back and returns -1, and the caller stores the batch's items again, one by
+// one outside a batch, to learn which of them fails. (A scanner keeps the
+// paths of its current batch for that.)
 #ifndef KINOLOT_VIDEO_DB_BATCH_H_
 #define KINOLOT_VIDEO_DB_BATCH_H_
 
