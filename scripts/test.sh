@@ -29,3 +29,6 @@ for build_type in Debug Sanitize; do
   echo "== $build_type tests"
   ctest --test-dir "$build" --output-on-failure
 done
+
+echo "== Line counts"
+"$root/scripts/line-counts.sh"
