@@ -1,15 +1,15 @@
-// The test bed fixture; see test_database.h.
+// The test bed of the whole suite; see test_database.h.
 #include "support/test_database.h"
 
-#include <libpq-fe.h>
+#include <fcntl.h>
+#include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <regex>
-#include <sstream>
 
 #include "kinolot/video_db.h"
 
@@ -18,6 +18,8 @@ namespace kinolot_test {
 const char* const kNull = "<NULL>";
 
 namespace {
+
+const char kIdent[] = "kinolot-test";
 
 // Every table of the schema; TRUNCATE ... CASCADE empties them in one go.
 const char kTruncateAll[] =
@@ -29,12 +31,64 @@ const char* ServerLogPath() {
   return std::getenv("KINOLOT_TEST_SERVER_LOG");
 }
 
-long FileSize(const char* path) {
-  std::ifstream in(path, std::ios::binary | std::ios::ate);
-  return in ? static_cast<long>(in.tellg()) : 0;
+bool StartsWith(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
 }
 
 }  // namespace
+
+std::string Quoted(const std::string& text) {
+  std::string out = "'";
+  for (char c : text) out += c == '\'' ? std::string("''") : std::string(1, c);
+  return out + "'";
+}
+
+// --- Syslog ---------------------------------------------------------------
+
+void SyslogCapture::Start() {
+  Stop();
+  openlog(kIdent, LOG_PERROR, LOG_USER);
+  path_ = "/tmp/kinolot-syslog-" + std::to_string(getpid()) + ".log";
+  int fd = open(path_.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
+  if (fd < 0) return;
+  fflush(stderr);
+  saved_stderr_ = dup(STDERR_FILENO);
+  dup2(fd, STDERR_FILENO);
+  close(fd);
+}
+
+SyslogCapture::~SyslogCapture() {
+  Stop();
+  if (!path_.empty()) unlink(path_.c_str());
+}
+
+void SyslogCapture::Stop() {
+  if (saved_stderr_ < 0) return;
+  fflush(stderr);
+  std::string other;
+  std::ifstream in(path_);
+  const std::string prefix = std::string(kIdent) + ": ";
+  for (std::string line; std::getline(in, line);) {
+    if (!StartsWith(line, prefix)) other += line + "\n";
+  }
+  dup2(saved_stderr_, STDERR_FILENO);
+  close(saved_stderr_);
+  saved_stderr_ = -1;
+  if (!other.empty()) fputs(other.c_str(), stderr);
+}
+
+std::vector<std::string> SyslogCapture::Lines() {
+  std::vector<std::string> lines;
+  fflush(stderr);
+  std::ifstream in(path_);
+  const std::string prefix = std::string(kIdent) + ": ";
+  for (std::string line; std::getline(in, line);) {
+    if (StartsWith(line, prefix)) lines.push_back(line.substr(prefix.size()));
+  }
+  return lines;
+}
+
+// --- Database -------------------------------------------------------------
 
 void DatabaseTest::SetUp() {
   LibKinolot::VideoDBConnClose();
@@ -43,7 +97,6 @@ void DatabaseTest::SetUp() {
       << "no test database (run the tests through scripts/test.sh): " << PQerrorMessage(conn_);
   ASSERT_NE(ServerLogPath(), nullptr) << "KINOLOT_TEST_SERVER_LOG is not set";
   Exec(kTruncateAll);
-  // Large objects left by poster tests go too.
   Exec("SELECT lo_unlink(oid) FROM pg_largeobject_metadata");
   MarkStatements();
   syslog_.Start();
@@ -54,10 +107,6 @@ void DatabaseTest::TearDown() {
   LibKinolot::VideoDBConnClose();
   if (conn_) PQfinish(conn_);
   conn_ = nullptr;
-}
-
-void DatabaseTest::Exec(const std::string& sql) {
-  Query(sql);
 }
 
 Rows DatabaseTest::Query(const std::string& sql) {
@@ -87,15 +136,20 @@ long DatabaseTest::Count(const std::string& table) {
 }
 
 void DatabaseTest::MarkStatements() {
-  log_offset_ = FileSize(ServerLogPath());
+  std::ifstream in(ServerLogPath(), std::ios::binary | std::ios::ate);
+  log_offset_ = in ? static_cast<long>(in.tellg()) : 0;
 }
 
 std::vector<std::string> DatabaseTest::Statements() {
-  // Log entries look like "<time> [<pid>] LOG:  statement: <sql>", a
-  // statement of several lines continuing on lines that start with a tab. A
-  // statement the server could not even parse is logged only after its
-  // error, as "<time> [<pid>] STATEMENT:  <sql>"; a statement that failed
-  // later is logged both ways and counted once.
+  // Entries look like "<time> [<pid>] LOG:  statement: <sql>", a statement of
+  // several lines continuing on lines that start with a tab. A statement the
+  // server could not even parse is logged only after its error, as
+  // "<time> [<pid>] STATEMENT:  <sql>"; one that failed later is logged both
+  // ways and counted once.
+  const std::string own = std::to_string(PQbackendPID(conn_));
+  const std::string logged = "LOG:  statement: ", failed = "STATEMENT:  ";
+  std::map<std::string, std::string> last_by_pid;
+  std::vector<std::string> statements;
   struct Entry {
     std::string pid;
     bool parsed;
@@ -104,32 +158,23 @@ std::vector<std::string> DatabaseTest::Statements() {
   std::vector<Entry> entries;
   std::ifstream in(ServerLogPath(), std::ios::binary);
   in.seekg(log_offset_);
-  const std::string logged = "LOG:  statement: ";
-  const std::string failed = "STATEMENT:  ";
-  std::string line;
   bool continues = false;
-  while (std::getline(in, line)) {
+  for (std::string line; std::getline(in, line);) {
     if (!line.empty() && line[0] == '\t') {
       if (continues) entries.back().text += "\n" + line.substr(1);
       continue;
     }
     continues = false;
-    size_t pid_start = line.find(" [");
-    size_t pid_end = pid_start == std::string::npos ? pid_start : line.find("] ", pid_start);
-    if (pid_end == std::string::npos) continue;
-    std::string pid = line.substr(pid_start + 2, pid_end - pid_start - 2);
-    std::string rest = line.substr(pid_end + 2);
-    if (rest.compare(0, logged.size(), logged) == 0) {
-      entries.push_back({pid, true, rest.substr(logged.size())});
-      continues = true;
-    } else if (rest.compare(0, failed.size(), failed) == 0) {
-      entries.push_back({pid, false, rest.substr(failed.size())});
-      continues = true;
-    }
+    size_t start = line.find(" [");
+    size_t end = start == std::string::npos ? start : line.find("] ", start);
+    if (end == std::string::npos) continue;
+    std::string rest = line.substr(end + 2);
+    bool parsed = StartsWith(rest, logged);
+    if (!parsed && !StartsWith(rest, failed)) continue;
+    entries.push_back({line.substr(start + 2, end - start - 2), parsed,
+                       rest.substr(parsed ? logged.size() : failed.size())});
+    continues = true;
   }
-  const std::string own = std::to_string(PQbackendPID(conn_));
-  std::map<std::string, std::string> last_by_pid;
-  std::vector<std::string> statements;
   for (const Entry& entry : entries) {
     if (entry.pid == own) continue;
     if (entry.parsed || last_by_pid[entry.pid] != entry.text) statements.push_back(entry.text);
@@ -148,16 +193,106 @@ bool DatabaseTest::Logged(const std::string& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
-}  // namespace kinolot_test
-
-namespace kinolot_test {
-
 bool DatabaseTest::LoggedMatching(const std::string& regex) {
   std::regex pattern(regex);
   for (const std::string& line : LogLines()) {
     if (std::regex_match(line, pattern)) return true;
   }
   return false;
+}
+
+bool DatabaseTest::LoggedLine(const std::string& kind, const std::string& sql) {
+  for (const std::string& line : LogLines()) {
+    size_t at = line.find(' ');
+    if (StartsWith(line, "video_metadata_db:") && at != std::string::npos &&
+        line.substr(at) == " " + kind + " = " + sql) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// --- Sample rows ----------------------------------------------------------
+
+std::string DatabaseTest::AddMapper(const std::string& type) {
+  return Value("INSERT INTO mapper(type) VALUES(" + Quoted(type) + ") RETURNING id");
+}
+
+std::string DatabaseTest::AddMovie(const std::string& title, int year,
+                                   const std::string& sortTime) {
+  std::string mapper = AddMapper("movie");
+  Exec("INSERT INTO movie(mapper_id, title, sort_title, year, sort_time) VALUES(" + mapper + ", " +
+       Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ", " +
+       (sortTime.empty() ? "NULL" : Quoted(sortTime)) + ")");
+  return mapper;
+}
+
+void DatabaseTest::AddName(const std::string& table, const std::string& mapper,
+                           const std::string& name) {
+  Exec("INSERT INTO " + table + "(mapper_id, " + table + ") VALUES(" + mapper + ", " +
+       Quoted(name) + ")");
+}
+
+std::string DatabaseTest::MapperOf(const std::string& path) {
+  return Value("SELECT mapper_id FROM video_file WHERE path = " + Quoted(path));
+}
+
+std::vector<std::string> DatabaseTest::Listed(LibKinolot::VideoDB& db) {
+  std::vector<std::string> rows;
+  LibKinolot::_VIDEO_INFO_ALL_ item;
+  while (db.NextRow() && db.FetchVideoItem(item)) {
+    rows.push_back(std::string(item.title) + "/" + item.type);
+  }
+  return rows;
+}
+
+// --- Indexing records -----------------------------------------------------
+
+using namespace LibKinolot;
+
+_VIDEO_INFO_VIDEO_FILE_ FileRecord(const std::string& path, _VIDEO_TYPE_ kind) {
+  _VIDEO_INFO_VIDEO_FILE_ file{};
+  file.type = VIDEO_TYPE_VIDEO_FILE;
+  file.video_type = kind;
+  Set(file.path, path);
+  return file;
+}
+
+_VIDEO_INFO_ Movie(const std::string& title, int year) {
+  _VIDEO_INFO_ info{};
+  info.type = VIDEO_TYPE_MOVIE;
+  Set(info.title, title);
+  info.year = year;
+  if (year > 0) Set(info.originally_available, std::to_string(year));
+  return info;
+}
+
+_VIDEO_INFO_TVSHOW_ Episode(const std::string& show, int showYear, int season, int episode) {
+  _VIDEO_INFO_TVSHOW_ info{};
+  info.type = VIDEO_TYPE_TVSHOW_EPISODE;
+  Set(info.title, show);
+  info.tvshow_year = showYear;
+  if (showYear > 0) Set(info.tvshow_originally_available, std::to_string(showYear));
+  info.season = season;
+  info.episode = episode;
+  return info;
+}
+
+_VIDEO_INFO_ Recording(_VIDEO_TYPE_ type, const std::string& title, const std::string& recordTime) {
+  _VIDEO_INFO_ info{};
+  info.type = type;
+  Set(info.title, title);
+  Set(info.record_time, recordTime);
+  return info;
+}
+
+int StoreFile(const std::string& path, _VIDEO_TYPE_ kind) {
+  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord(path, kind);
+  return VideoInfoVideoFileSave(&file);
+}
+
+bool StoreVideo(const std::string& path, _VIDEO_INFO_ info) {
+  return StoreFile(path, info.type) == 0 && VideoInfoSave(path.c_str(), &info) == 0;
 }
 
 }  // namespace kinolot_test

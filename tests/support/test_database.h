@@ -1,19 +1,23 @@
-// The test bed: a fixture that hands every test a clean video_metadata
-// database on the real server that the test command started, and lets a test
-// read back what reached that server and what the library wrote to syslog.
+// The test bed of the whole suite: a fixture that hands every test a clean
+// video_metadata database on the real server that the test command started,
+// reads back the statements that reached that server and the lines the
+// library wrote to syslog, and builds sample rows and indexing records.
 //
-// The server is found the way libpq finds it (PGHOST/PGPORT); the server's
-// statement log is the file named by KINOLOT_TEST_SERVER_LOG.
+// The server is found the way libpq finds it (PGHOST/PGPORT); its statement
+// log is the file named by KINOLOT_TEST_SERVER_LOG.
 #ifndef KINOLOT_TESTS_SUPPORT_TEST_DATABASE_H_
 #define KINOLOT_TESTS_SUPPORT_TEST_DATABASE_H_
 
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "support/syslog_capture.h"
+#include "kinolot/video_info.h"
+#include "kinolot/video_info_store.h"
+#include "kinolot/video_metadata_db.h"
 
 namespace kinolot_test {
 
@@ -22,17 +26,44 @@ using Rows = std::vector<Row>;
 
 // Text that Query() gives for SQL NULL.
 extern const char* const kNull;
+// Texts that break naive quoting, LIKE patterns or printf-style formatting.
+constexpr char kAwkward[] = "O'Brien \\n 100% _x_ '' \xC3\xA9t\xC3\xA9 \xE6\x98\xA0\xE7\x94\xBB %s";
+
+// `text` as an SQL literal: between single quotes, each quote doubled.
+std::string Quoted(const std::string& text);
+
+// Reads back what the library writes to syslog: the log is opened with
+// LOG_PERROR, so every message also goes to standard error, which is
+// redirected into a file while a capture runs.
+class SyslogCapture {
+ public:
+  SyslogCapture() = default;
+  ~SyslogCapture();  // stops the capture and removes its file
+  SyslogCapture(const SyslogCapture&) = delete;
+  SyslogCapture& operator=(const SyslogCapture&) = delete;
+  void Start();
+  // Restores standard error and passes on what was not syslog (a sanitizer
+  // report, say); captured lines stay readable.
+  void Stop();
+  // The messages captured so far, one per line, without the "ident: " prefix.
+  std::vector<std::string> Lines();
+
+ private:
+  int saved_stderr_ = -1;
+  std::string path_;
+};
 
 class DatabaseTest : public ::testing::Test {
  protected:
-  // Empties every table (identities restart at 1), closes the library's
-  // shared connection and starts collecting server statements and syslog.
+  // Empties every table (identities restart at 1) and every large object,
+  // closes the library's shared connection and starts collecting server
+  // statements and syslog.
   void SetUp() override;
   void TearDown() override;
 
   // Runs `sql` on the fixture's own connection, bypassing the library.
   // Fails the test on an error.
-  void Exec(const std::string& sql);
+  void Exec(const std::string& sql) { Query(sql); }
   Rows Query(const std::string& sql);
   // First column of the first row, "" when there is none.
   std::string Value(const std::string& sql);
@@ -48,15 +79,46 @@ class DatabaseTest : public ::testing::Test {
   // Syslog lines the library wrote since SetUp, without the ident.
   std::vector<std::string> LogLines() { return syslog_.Lines(); }
   bool Logged(const std::string& line);
-  // True when a syslog line matches `regex` in full (std::regex, ECMAScript);
-  // useful where a line number stands in the text.
+  // True when a syslog line matches `regex` in full (ECMAScript); useful
+  // where a line number stands in the text.
   bool LoggedMatching(const std::string& regex);
+  // True when VideoDB logged "<kind> = <sql>" (after its source and line).
+  bool LoggedLine(const std::string& kind, const std::string& sql);
+
+  // Sample rows written with plain SQL. Each returns the new mapper id;
+  // a movie's sort time of "" is NULL.
+  std::string AddMapper(const std::string& type);
+  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "");
+  void AddName(const std::string& table, const std::string& mapper, const std::string& name);
+  // Mapper id of the video_file row of `path`, "" when there is none.
+  std::string MapperOf(const std::string& path);
+  // "title/type" of every row left in `db`'s current result.
+  std::vector<std::string> Listed(LibKinolot::VideoDB& db);
 
  private:
   PGconn* conn_ = nullptr;
   long log_offset_ = 0;
   SyslogCapture syslog_;
 };
+
+// Records of the indexing interface.
+template <size_t N>
+void Set(char (&field)[N], const std::string& text) {
+  snprintf(field, N, "%s", text.c_str());
+}
+LibKinolot::_VIDEO_INFO_VIDEO_FILE_ FileRecord(
+    const std::string& path, LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE);
+// A movie of a bare release year (which FillVideoInfo turns into the year).
+LibKinolot::_VIDEO_INFO_ Movie(const std::string& title, int year);
+LibKinolot::_VIDEO_INFO_TVSHOW_ Episode(const std::string& show, int showYear, int season,
+                                        int episode);
+LibKinolot::_VIDEO_INFO_ Recording(LibKinolot::_VIDEO_TYPE_ type, const std::string& title,
+                                   const std::string& recordTime);
+// Stores a file row for `path`; returns VideoInfoVideoFileSave's result.
+int StoreFile(const std::string& path,
+              LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE);
+// Stores the file of `path` and then `info` for it; true when both succeed.
+bool StoreVideo(const std::string& path, LibKinolot::_VIDEO_INFO_ info);
 
 }  // namespace kinolot_test
 
