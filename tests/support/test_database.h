@@ -85,15 +85,34 @@ class DatabaseTest : public ::testing::Test {
   // True when VideoDB logged "<kind> = <sql>" (after its source and line).
   bool LoggedLine(const std::string& kind, const std::string& sql);
 
-  // Sample rows written with plain SQL. Each returns the new mapper id;
-  // a movie's sort time of "" is NULL.
-  std::string AddMapper(const std::string& type);
-  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "");
-  void AddName(const std::string& table, const std::string& mapper, const std::string& name);
+  // Sample rows written with plain SQL; each Add returns the new mapper id.
+  std::string AddMapper(const std::string& type) {
+    return Value("INSERT INTO mapper(type) VALUES(" + Quoted(type) + ") RETURNING id");
+  }
+  // A movie whose sort title is its title; a sort time of "" is NULL.
+  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "") {
+    std::string mapper = AddMapper("movie");
+    Exec("INSERT INTO movie(mapper_id, title, sort_title, year, sort_time) VALUES(" + mapper +
+         ", " + Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ", " +
+         (sortTime.empty() ? "NULL" : Quoted(sortTime)) + ")");
+    return mapper;
+  }
+  void AddName(const std::string& table, const std::string& mapper, const std::string& name) {
+    Exec("INSERT INTO " + table + "(mapper_id, " + table + ") VALUES(" + mapper + ", " +
+         Quoted(name) + ")");
+  }
   // Mapper id of the video_file row of `path`, "" when there is none.
-  std::string MapperOf(const std::string& path);
+  std::string MapperOf(const std::string& path) {
+    return Value("SELECT mapper_id FROM video_file WHERE path = " + Quoted(path));
+  }
   // "title/type" of every row left in `db`'s current result.
-  std::vector<std::string> Listed(LibKinolot::VideoDB& db);
+  std::vector<std::string> Listed(LibKinolot::VideoDB& db) {
+    std::vector<std::string> rows;
+    LibKinolot::_VIDEO_INFO_ALL_ item;
+    while (db.NextRow() && db.FetchVideoItem(item))
+      rows.push_back(std::string(item.title) + "/" + item.type);
+    return rows;
+  }
 
  private:
   PGconn* conn_ = nullptr;
@@ -106,19 +125,52 @@ template <size_t N>
 void Set(char (&field)[N], const std::string& text) {
   snprintf(field, N, "%s", text.c_str());
 }
-LibKinolot::_VIDEO_INFO_VIDEO_FILE_ FileRecord(
-    const std::string& path, LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE);
-// A movie of a bare release year (which FillVideoInfo turns into the year).
-LibKinolot::_VIDEO_INFO_ Movie(const std::string& title, int year);
-LibKinolot::_VIDEO_INFO_TVSHOW_ Episode(const std::string& show, int showYear, int season,
-                                        int episode);
-LibKinolot::_VIDEO_INFO_ Recording(LibKinolot::_VIDEO_TYPE_ type, const std::string& title,
-                                   const std::string& recordTime);
+inline LibKinolot::_VIDEO_INFO_VIDEO_FILE_ FileRecord(
+    const std::string& path, LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE) {
+  LibKinolot::_VIDEO_INFO_VIDEO_FILE_ file{};
+  file.type = LibKinolot::VIDEO_TYPE_VIDEO_FILE;
+  file.video_type = kind;
+  Set(file.path, path);
+  return file;
+}
+// A movie of a bare release year, which every save turns into the year.
+inline LibKinolot::_VIDEO_INFO_ Movie(const std::string& title, int year) {
+  LibKinolot::_VIDEO_INFO_ info{};
+  info.type = LibKinolot::VIDEO_TYPE_MOVIE;
+  Set(info.title, title);
+  info.year = year;
+  if (year > 0) Set(info.originally_available, std::to_string(year));
+  return info;
+}
+inline LibKinolot::_VIDEO_INFO_TVSHOW_ Episode(const std::string& show, int showYear, int season,
+                                               int episode) {
+  LibKinolot::_VIDEO_INFO_TVSHOW_ info{};
+  info.type = LibKinolot::VIDEO_TYPE_TVSHOW_EPISODE;
+  Set(info.title, show);
+  info.tvshow_year = showYear;
+  if (showYear > 0) Set(info.tvshow_originally_available, std::to_string(showYear));
+  info.season = season;
+  info.episode = episode;
+  return info;
+}
+inline LibKinolot::_VIDEO_INFO_ Recording(LibKinolot::_VIDEO_TYPE_ type, const std::string& title,
+                                          const std::string& recordTime) {
+  LibKinolot::_VIDEO_INFO_ info{};
+  info.type = type;
+  Set(info.title, title);
+  Set(info.record_time, recordTime);
+  return info;
+}
 // Stores a file row for `path`; returns VideoInfoVideoFileSave's result.
-int StoreFile(const std::string& path,
-              LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE);
+inline int StoreFile(const std::string& path,
+                     LibKinolot::_VIDEO_TYPE_ kind = LibKinolot::VIDEO_TYPE_MOVIE) {
+  LibKinolot::_VIDEO_INFO_VIDEO_FILE_ file = FileRecord(path, kind);
+  return LibKinolot::VideoInfoVideoFileSave(&file);
+}
 // Stores the file of `path` and then `info` for it; true when both succeed.
-bool StoreVideo(const std::string& path, LibKinolot::_VIDEO_INFO_ info);
+inline bool StoreVideo(const std::string& path, LibKinolot::_VIDEO_INFO_ info) {
+  return StoreFile(path, info.type) == 0 && LibKinolot::VideoInfoSave(path.c_str(), &info) == 0;
+}
 
 }  // namespace kinolot_test
 
