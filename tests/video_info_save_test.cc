@@ -7,34 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "kinolot/video_info_store.h"
 #include "support/test_database.h"
-#include "video_info_test_util.h"
 
 using namespace LibKinolot;
 
 namespace kinolot_test {
 namespace {
 
-class VideoInfoSaveTest : public DatabaseTest {
- protected:
-  static std::string Quoted(const std::string& text) {
-    std::string out = "'";
-    for (char c : text) out += c == '\'' ? std::string("''") : std::string(1, c);
-    return out + "'";
-  }
-  std::string MapperOf(const std::string& path) {
-    return Value("SELECT mapper_id FROM video_file WHERE path = " + Quoted(path));
-  }
-  // Everything a failed call must leave untouched, in one comparable value.
-  Rows Snapshot() {
-    return Query(
-        "SELECT (SELECT string_agg(id || type, ',' ORDER BY id) FROM mapper), "
-        "(SELECT string_agg(mapper_id || title || tag_line || year || coalesce(sort_time::text, "
-        "'-'), ',' ORDER BY id) FROM movie), (SELECT string_agg(mapper_id || path, ',' ORDER BY "
-        "id) FROM video_file), (SELECT count(*) FROM actor), (SELECT count(*) FROM summary)");
-  }
-};
+using VideoInfoSaveTest = DatabaseTest;
 
 TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper) {
   const std::string path = "/v/It's 100% \\ \xC3\x84rger.mkv";
@@ -78,26 +58,16 @@ TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper)
   EXPECT_EQ(Count("mapper"), 1);
 }
 
-TEST_F(VideoInfoSaveTest, FileWithoutRecordOrPathIsRefused) {
-  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("");
-  EXPECT_EQ(VideoInfoVideoFileSave(&file), -1);
-  EXPECT_EQ(VideoInfoVideoFileSave(nullptr), -1);
-  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
-  EXPECT_EQ(Count("video_file") + Count("mapper"), 0);
-}
-
 TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
   ASSERT_EQ(StoreFile("/v/m.mkv"), 0);
   _VIDEO_INFO_ movie = Movie("The Matrix", 1999);
   Set(movie.tag_line, "Free your mind");
   Set(movie.originally_available, "1999-03-31");
-  Set(movie.summary, "A hacker's \"red pill\"\nchoice");
+  Set(movie.summary, "A hacker's choice");
   movie.plus_info["rating"] = "8.7";
   movie.writer = {"Lilly", "Lana"};
   movie.actor = {"Keanu", "Carrie-Anne", "Laurence"};
-  movie.gnere = {"Sci-Fi"};
   ASSERT_EQ(VideoInfoSave("/v/m.mkv", &movie), 0);
-
   EXPECT_TRUE(Received(
       "SELECT mapper_id FROM movie WHERE UPPER(title) = UPPER('The Matrix') AND year = 1999  "));
   EXPECT_TRUE(Received(
@@ -107,17 +77,14 @@ TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
   EXPECT_TRUE(Received(
       "UPDATE video_file SET mapper_id = 2, updated = 1, modify_date = current_timestamp WHERE "
       "path = '/v/m.mkv'"));
-  EXPECT_EQ(MapperOf("/v/m.mkv"), "2");
   EXPECT_EQ(Query("SELECT id, type FROM mapper"), (Rows{{"2", "movie"}}))
       << "the file's first mapper goes once the file points at the movie";
-  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), movie.summary);
-  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 2"),
-            movie.plus_info.toStyledString());
+  EXPECT_EQ(Query("SELECT summary, plus_info FROM summary JOIN plus_info USING (mapper_id)"),
+            (Rows{{movie.summary, movie.plus_info.toStyledString()}}));
   EXPECT_EQ(Query("SELECT actor FROM actor WHERE mapper_id = 2 ORDER BY id"),
             (Rows{{"Keanu"}, {"Carrie-Anne"}, {"Laurence"}}));
   EXPECT_EQ(Query("SELECT writer FROM writer ORDER BY id"), (Rows{{"Lilly"}, {"Lana"}}));
 
-  MarkStatements();
   _VIDEO_INFO_ again = Movie("THE MATRIX", 1999);
   Set(again.tag_line, "Whoa");
   again.actor = {"Hugo"};
@@ -126,9 +93,9 @@ TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
       "UPDATE movie SET sort_title = 'MATRIX ', tag_line = 'Whoa', originally_available = NULL, "
       "sort_time = '1999-01-01', modify_date = current_timestamp WHERE mapper_id = 2"));
   EXPECT_EQ(Query("SELECT actor FROM actor"), (Rows{{"Hugo"}}));
-  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 2"), "")
-      << "an empty value is still saved, as the empty text";
-  EXPECT_EQ(Count("summary"), 1);
+  EXPECT_EQ(Query("SELECT summary || plus_info FROM summary JOIN plus_info USING (mapper_id)"),
+            (Rows{{""}}))
+      << "empty texts are saved too, as empty texts";
 
   // Another year is another movie; the old one has no file left and goes.
   ASSERT_EQ(VideoInfoSave("/v/m.mkv", &(again = Movie("The Matrix", 2003))), 0);
@@ -139,12 +106,11 @@ TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
 TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowThatGoesWithItsLastEpisode) {
   _VIDEO_INFO_TVSHOW_ first = Episode("The Wire", 2002, 1, 1);
   Set(first.tvshow_summary, "Baltimore");
-  first.tvshow_plus_info["network"] = "HBO";
   Set(first.summary, "The Target");
   ASSERT_TRUE(StoreVideo("/v/w/s1e1.mkv", first));
-  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), "Baltimore");
+  EXPECT_EQ(Query("SELECT mapper_id, summary FROM summary ORDER BY 1"),
+            (Rows{{"2", "Baltimore"}, {"3", "The Target"}}));
 
-  MarkStatements();
   ASSERT_TRUE(StoreVideo("/v/w/s1e2.mkv", Episode("the wire", 2002, 1, 2)));
   EXPECT_TRUE(
       Received("UPDATE tvshow SET sort_title = 'wire ', originally_available = NULL, sort_time = "
@@ -152,15 +118,11 @@ TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowThatGoesWithItsLastEpisode) {
   EXPECT_EQ(Query("SELECT id, mapper_id, title FROM tvshow"), (Rows{{"1", "2", "The Wire"}}));
   EXPECT_EQ(Query("SELECT season, episode, tvshow_id FROM tvshow_episode ORDER BY episode"),
             (Rows{{"1", "1", "1"}, {"1", "2", "1"}}));
-  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 3"), "The Target");
-  EXPECT_EQ(Value("SELECT summary || plus_info FROM summary JOIN plus_info USING (mapper_id) "
-                  "WHERE mapper_id = 2"),
-            "")
+  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), "")
       << "the second episode rewrote the show's texts with its empty ones";
 
-  // A show of another year is another show.
   ASSERT_TRUE(StoreVideo("/v/w2/s1e1.mkv", Episode("The Wire", 2020, 1, 1)));
-  EXPECT_EQ(Count("tvshow"), 2);
+  EXPECT_EQ(Count("tvshow"), 2) << "a show of another year is another show";
 
   // Both episode files turn into movies: the show goes with its last episode.
   _VIDEO_INFO_ movie = Movie("Not The Wire", 2002);
@@ -168,8 +130,7 @@ TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowThatGoesWithItsLastEpisode) {
   EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "1");
   ASSERT_EQ(VideoInfoSave("/v/w/s1e2.mkv", &(movie = Movie("Not The Wire", 2002))), 0);
   EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "0");
-  EXPECT_EQ(Count("tvshow_episode"), 1);
-  EXPECT_EQ(Count("movie"), 1) << "both files show the one movie";
+  EXPECT_EQ(Count("tvshow_episode") + Count("movie"), 2);
 }
 
 TEST_F(VideoInfoSaveTest, DescriptionForAPathWithoutFileRowIsRemovedAtOnce) {
@@ -221,8 +182,7 @@ TEST_F(VideoInfoSaveTest, DescriptionForAPathWithoutFileRowIsRemovedAtOnce) {
   ASSERT_TRUE(StoreVideo("/v/heat.mkv", Movie("Heat", 1995)));
   _VIDEO_INFO_ movie = Movie("Heat", 1995);
   EXPECT_EQ(VideoInfoSave("/v/nowhere.mkv", &movie), 0);
-  EXPECT_EQ(Count("movie"), 1);
-  EXPECT_EQ(MapperOf("/v/heat.mkv"), Value("SELECT mapper_id FROM movie"));
+  EXPECT_EQ(Query("SELECT mapper_id::text FROM movie"), (Rows{{MapperOf("/v/heat.mkv")}}));
 }
 
 TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
@@ -246,8 +206,8 @@ TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
   show = Recording(VIDEO_TYPE_TV_RECORD, "NEWS", "2020-01-02 20:15:00");
   Set(show.channel_name, "Two");
   ASSERT_EQ(VideoInfoSave("/v/r.ts", &show), 0);
-  EXPECT_EQ(Query("SELECT mapper_id::text, title, channel_name, record_time::text FROM tv_record"),
-            (Rows{{recordId, "News", "Two", "2020-01-02 20:15:00"}}));
+  EXPECT_EQ(Query("SELECT mapper_id::text, title, channel_name FROM tv_record"),
+            (Rows{{recordId, "News", "Two"}}));
 }
 
 TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
@@ -256,19 +216,25 @@ TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
   Set(stored.originally_available, "1995-12-15");
   stored.actor = {"Al"};
   ASSERT_TRUE(StoreVideo("/v/heat.mkv", stored));
-  Rows before = Snapshot();
+  const char snapshot[] =
+      "SELECT (SELECT string_agg(id || type, ',' ORDER BY id) FROM mapper), "
+      "(SELECT string_agg(mapper_id || title || tag_line || year || coalesce(sort_time::text, "
+      "'-'), ',' ORDER BY id) FROM movie), (SELECT string_agg(mapper_id || path, ',') FROM "
+      "video_file), (SELECT count(*) FROM actor), (SELECT count(*) FROM summary)";
+  Rows before = Query(snapshot);
 
+  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("");
+  EXPECT_EQ(VideoInfoVideoFileSave(&file), -1);
+  EXPECT_EQ(VideoInfoVideoFileSave(nullptr), -1);
   _VIDEO_INFO_ movie = Movie("Heat", 1995);
   EXPECT_EQ(VideoInfoSave("/v/heat.mkv", nullptr), -1);
   EXPECT_EQ(VideoInfoSave(nullptr, &movie), -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
-  for (_VIDEO_TYPE_ type : {VIDEO_TYPE_TVSHOW, VIDEO_TYPE_VIDEO_FILE, VIDEO_TYPE_INVALID,
-                            static_cast<_VIDEO_TYPE_>(99)}) {
-    movie.type = type;
+  for (int type : {2, 6, 0, 99}) {  // a show, a file, invalid, unknown
+    movie.type = static_cast<_VIDEO_TYPE_>(type);
     EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &movie), -1);
     EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad video type: " + std::to_string(type)));
   }
-
   // Dates reach SQL between quotes the library adds: one that could close
   // them is refused before anything is written.
   movie = Movie("Heat", 1995);
@@ -281,13 +247,12 @@ TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
   EXPECT_EQ(VideoInfoSave("/v/heat.mkv", &home), -1);
   EXPECT_EQ(VideoInfoMapperIDGet(&home), -1);
   EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad date: x' OR '1'='1"));
-  EXPECT_EQ(Snapshot(), before);
+  EXPECT_EQ(Query(snapshot), before);
 
   // A release date is normalised before use, so trailing junk never
   // reaches the server.
   movie = Movie("Heat", 1995);
   Set(movie.originally_available, "1995-12-15'); DROP TABLE movie; --");
-  MarkStatements();
   ASSERT_EQ(VideoInfoSave("/v/heat.mkv", &movie), 0);
   EXPECT_TRUE(Received(
       "UPDATE movie SET sort_title = 'Heat ', tag_line = '', originally_available = '1995-12-15', "
@@ -295,16 +260,15 @@ TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
 }
 
 TEST_F(VideoInfoSaveTest, TextsAreDataAndOverlongFieldsAreCutAtALetter) {
-  const std::string title = "It's Me \\ 100% _Proof_ \xC3\x84rger";
-  const std::string path = "/v/It's Me \\ 100%.mkv";
-  _VIDEO_INFO_ movie = Movie(title, 2001);
-  Set(movie.summary, "O'Neil said \"\\n\" 50%");
-  movie.director = {"D'Arcy", "50% \\ _x_"};
+  const std::string path = std::string("/v/") + kAwkward + ".mkv";
+  _VIDEO_INFO_ movie = Movie(kAwkward, 2001);
+  Set(movie.summary, kAwkward);
+  movie.director = {"D'Arcy", kAwkward};
   ASSERT_TRUE(StoreVideo(path, movie));
-  EXPECT_EQ(Query("SELECT title, sort_title FROM movie"), (Rows{{title, title + " "}}));
-  EXPECT_EQ(Value("SELECT summary FROM summary"), "O'Neil said \"\\n\" 50%");
-  EXPECT_EQ(Query("SELECT director FROM director ORDER BY id"), (Rows{{"D'Arcy"}, {"50% \\ _x_"}}));
-  EXPECT_EQ(MapperOf(path), Value("SELECT mapper_id FROM movie"));
+  EXPECT_EQ(Query("SELECT mapper_id::text, title, summary FROM movie JOIN summary USING "
+                  "(mapper_id)"),
+            (Rows{{MapperOf(path), kAwkward, kAwkward}}));
+  EXPECT_EQ(Query("SELECT director FROM director ORDER BY id"), (Rows{{"D'Arcy"}, {kAwkward}}));
 
   // Fields filled to the last byte (as strncpy leaves them) are read to
   // their capacity minus one, never into the next field, and a two-byte
@@ -313,10 +277,9 @@ TEST_F(VideoInfoSaveTest, TextsAreDataAndOverlongFieldsAreCutAtALetter) {
   memset(full.title, 'T', sizeof(full.title));
   for (size_t i = 0; i + 1 < sizeof(full.summary); i += 2) memcpy(full.summary + i, "\xC3\xA9", 2);
   ASSERT_TRUE(StoreVideo("/v/full.mkv", full));
-  EXPECT_EQ(Value("SELECT title FROM movie WHERE year = 2002"), std::string(254, 'T'));
-  EXPECT_EQ(Value("SELECT octet_length(summary) FROM summary s JOIN movie m USING (mapper_id) "
-                  "WHERE m.year = 2002"),
-            "4094");
+  EXPECT_EQ(Query("SELECT title, octet_length(summary) FROM movie JOIN summary USING (mapper_id) "
+                  "WHERE year = 2002"),
+            (Rows{{std::string(254, 'T'), "4094"}}));
 }
 
 }  // namespace
