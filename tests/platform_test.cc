@@ -57,8 +57,10 @@ class PlatformDbTest : public kinolot_test::DatabaseTest {
     VEXODBClose(conn_);
     DatabaseTest::TearDown();
   }
-  // Every value of `column` in `result`, in order; frees the result.
-  static Texts Values(DBResult_tag* result, const char* column) {
+  // Every value of `column` of `sql` run through `conn` (else the fixture's), in order.
+  Texts Column(const std::string& sql, const char* column, DBConnect_tag* conn = nullptr) {
+    DBResult_tag* result = nullptr;
+    EXPECT_EQ(VEXODBExecute(conn ? conn : conn_, sql.c_str(), &result), 0) << sql;
     Texts values;
     for (unsigned int row = 0; VEXODBFetchRow(result, &row) == 0;) {
       const char* value = VEXODBFetchField(result, row, column);
@@ -66,12 +68,6 @@ class PlatformDbTest : public kinolot_test::DatabaseTest {
     }
     VEXODBFreeResult(result);
     return values;
-  }
-  // Every value of `column` of `sql` run through `conn`, in order.
-  Texts Column(const std::string& sql, const char* column, DBConnect_tag* conn = nullptr) {
-    DBResult_tag* result = nullptr;
-    EXPECT_EQ(VEXODBExecute(conn ? conn : conn_, sql.c_str(), &result), 0) << sql;
-    return Values(result, column);
   }
 
   DBConnect_tag* conn_ = nullptr;
@@ -99,21 +95,6 @@ TEST_F(PlatformDbTest, VarStoresEveryTextByteForByteWhateverTheEnvironmentAsks) 
       Column(Take(VEXODBEscapeStringEX3(1, "SELECT '@VEXO:VAR' AS v", "a\\'b\\")), "v", other),
       Texts{"a\\'b\\"});
   VEXODBClose(other);
-}
-
-TEST_F(PlatformDbTest, LvarMatchesItsTextLiterally) {
-  Exec(
-      "INSERT INTO mapper(type) VALUES ('50%'), ('50% off'), ('500'), ('a_b'), ('axb'), "
-      "('back\\slash'), ('backslash'), ('it''s')");
-  const std::pair<const char*, Texts> cases[] = {{"50%", {"50%", "50% off"}},
-                                                 {"a_b", {"a_b"}},
-                                                 {"back\\slash", {"back\\slash"}},
-                                                 {"it's", {"it's"}}};
-  for (const auto& [text, rows] : cases) {
-    std::string sql = Take(VEXODBEscapeStringEX3(
-        1, "SELECT type FROM mapper WHERE type LIKE '@VEXO:LVAR%' ORDER BY type", text));
-    EXPECT_EQ(Column(sql, "type"), rows) << sql;
-  }
 }
 
 TEST(FormatterTest, FillsEachPlaceholderKindAndRefusesWhatItCannotFill) {
@@ -145,27 +126,6 @@ TEST(FormatterTest, FillsEachPlaceholderKindAndRefusesWhatItCannotFill) {
   int seen = -1;
   std::thread([&] { seen = VLIBCErrGet(); }).join();
   EXPECT_EQ(seen, VLIBC_ERR_NONE);
-}
-
-TEST_F(PlatformDbTest, SelectLimitAddsOnlyTheClausesDue) {
-  Exec("INSERT INTO mapper(type) VALUES('t1'),('t2'),('t3'),('t4'),('t5')");
-  const std::string sql = "SELECT type FROM mapper ORDER BY id";
-  const struct {
-    int limit, offset;
-    std::string sent;
-    Texts rows;
-  } cases[] = {{0, 0, sql, {"t1", "t2", "t3", "t4", "t5"}},
-               {-1, -1, sql, {"t1", "t2", "t3", "t4", "t5"}},
-               {2, 1, sql + " LIMIT 2 OFFSET 1", {"t2", "t3"}},
-               {2, 0, sql + " LIMIT 2", {"t1", "t2"}},
-               {0, 3, sql + " OFFSET 3", {"t4", "t5"}}};
-  for (const auto& c : cases) {
-    MarkStatements();
-    DBResult_tag* result = nullptr;
-    ASSERT_EQ(VEXODBSelectLimit(conn_, sql.c_str(), c.limit, c.offset, &result), 0);
-    EXPECT_EQ(Values(result, "type"), c.rows) << c.sent;
-    EXPECT_EQ(Statements(), Texts{c.sent});
-  }
 }
 
 TEST_F(PlatformDbTest, RowsAndFieldsAreReadByExactColumnNameWithinBounds) {
@@ -221,25 +181,6 @@ TEST_F(PlatformDbTest, FailuresReportTheServerErrorAndNullHandlesAreRefused) {
     EXPECT_EQ(VEXODBAffectedRows(conn_, result), count) << sql;
     VEXODBFreeResult(result);
   }
-}
-
-TEST(PlatformConnectTest, CountersCountConnectsStatementsAndRows) {
-  char folder[] = "/tmp/kinolot-no-server-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  VEXODBCountersReset();
-  EXPECT_EQ(VEXODBConnect(folder, "admin", nullptr, "video_metadata"), nullptr);
-  EXPECT_STRNE(VEXODBErrorGet(nullptr), "") << "a failed connect leaves its reason";
-  rmdir(folder);
-  DBConnect_tag* conn = VEXODBConnect(nullptr, "admin", nullptr, "video_metadata");
-  ASSERT_NE(conn, nullptr) << VEXODBErrorGet(nullptr);
-  EXPECT_EQ(VEXODBExecute(conn, "SELECT generate_series(1, 7)", nullptr), 0);
-  EXPECT_EQ(VEXODBSelectLimit(conn, "SELECT generate_series(1, 7)", 3, 0, nullptr), 0);
-  EXPECT_EQ(VEXODBExecute(conn, "SELECT broken syntax (", nullptr), -1);
-  VEXODBClose(conn);
-  VEXODBCounters counters = VEXODBCountersGet();
-  EXPECT_EQ(counters.connects, 1u) << "a failed connect is not counted";
-  EXPECT_EQ(counters.statements, 3u);
-  EXPECT_EQ(counters.rows, 10u);
 }
 
 TEST(ConditionCheckTest, LetsOneExpressionThroughAndNothingElse) {
@@ -363,10 +304,6 @@ TEST_F(FileCopyTest, FailedCopyLeavesNoDestinationNorTemporaryFile) {
   signal(SIGXFSZ, old_handler);
   EXPECT_EQ(plain, -1);
   EXPECT_EQ(replacing, -1);
-  // A destination that cannot be replaced (a folder with content) keeps no
-  // temporary file either.
-  mkdir(Path("folder/inner").c_str(), 0755);
-  EXPECT_EQ(Copy("src", "folder", &overwrite_), -1);
   EXPECT_EQ(Names(), (std::set<std::string>{"folder", "src"}));
 }
 

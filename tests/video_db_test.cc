@@ -53,6 +53,7 @@ TEST_F(IndexQueryTest, OpenSendsEveryClauseGivenAndPagesTheRows) {
        1},
       {"id", nullptr, nullptr, "id", 4, 10, "SELECT id FROM movie    ORDER BY id LIMIT 10 OFFSET 4",
        2},
+      {"id", nullptr, nullptr, nullptr, 3, -1, "SELECT id FROM movie     OFFSET 3", 3},
       {"id", many.c_str(), nullptr, nullptr, 0, 0, "", 6},
   };
   for (const auto& c : cases) {
@@ -130,6 +131,7 @@ TEST_F(IndexQueryTest, CountAndExistenceRunOneCheckedExpression) {
 
 TEST_F(IndexQueryTest, TheSharedConnectionIsOpenedOnceClosedOnRequestAndRetriedAfterAFailure) {
   AddMovies(1);
+  VEXODBCountersReset();
   EXPECT_EQ(VideoDBVacuum(), 0);
   EXPECT_TRUE(Received("VACUUM FULL ANALYZE"));
   EXPECT_TRUE(LogLines().empty());
@@ -139,15 +141,19 @@ TEST_F(IndexQueryTest, TheSharedConnectionIsOpenedOnceClosedOnRequestAndRetriedA
     EXPECT_EQ(VideoDBVacuum(), -1);
     EXPECT_TRUE(LoggedMatching(R"(video_db:\d+ Failed to connect to database)"));
     EXPECT_TRUE(LoggedMatching(R"(video_db \(\d+\) Failed to exec \[VACUUM FULL ANALYZE\]\.)"));
+    EXPECT_STRNE(VEXODBErrorGet(nullptr), "") << "a failed connect leaves its reason";
     EXPECT_EQ(VideoDBConnClose(), 0) << "nothing was opened";
   }
-  VEXODBCountersReset();
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(IsMapperIdExistInTable(1, VIDEO_TABLE_MOVIE));
-  EXPECT_EQ(VEXODBCountersGet().connects, 1u) << "the failed connect is retried, once";
+  // The counters count connects that succeeded, statements sent and rows received.
+  VEXODBCounters counters = VEXODBCountersGet();
+  EXPECT_EQ(counters.connects, 2u) << "the failed connect is retried, once";
+  EXPECT_EQ(counters.statements, 4u);
+  EXPECT_EQ(counters.rows, 3u);
   EXPECT_EQ(VideoDBConnClose(), 0);
   EXPECT_EQ(VideoDBConnClose(), 0) << "a second close finds nothing to close";
   EXPECT_TRUE(IsMapperIdExistInTable(1, VIDEO_TABLE_MOVIE));
-  EXPECT_EQ(VEXODBCountersGet().connects, 2u) << "the next call connects again";
+  EXPECT_EQ(VEXODBCountersGet().connects, 3u) << "the next call connects again";
 }
 
 }  // namespace

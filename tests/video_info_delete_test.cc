@@ -101,18 +101,20 @@ TEST_F(VideoInfoDeleteTest, LocksKeepADescriptionWhileItsFileExists) {
 }
 
 TEST_F(VideoInfoDeleteTest, FolderDeleteTakesOnlyTheFolderItNames) {
-  for (const char* path :
-       {"/v/a/1.mkv", "/v/a/sub/2.mkv", "/v/ab/3.mkv", "/v/a_/4.mkv", "/v/a%/5.mkv", "/v/a.mkv"}) {
+  for (const char* path : {"/v/a/1.mkv", "/v/a/sub/2.mkv", "/v/ab/3.mkv", "/v/a_/4.mkv",
+                           "/v/a%/5.mkv", "/v/a.mkv", "/v/b\\c/6.mkv", "/v/bc/7.mkv"}) {
     ASSERT_EQ(StoreFile(path), 0);
   }
   EXPECT_EQ(VideoInfoDirDelete("/v/a", false), 0);
   EXPECT_TRUE(Received("SELECT path FROM video_file WHERE path like '/v/a/%'  "));
-  EXPECT_EQ(Paths(), (Rows{{"/v/a%/5.mkv"}, {"/v/a.mkv"}, {"/v/a_/4.mkv"}, {"/v/ab/3.mkv"}}));
-  // LIKE's wildcards in a folder name are letters; a trailing slash is allowed.
-  EXPECT_EQ(VideoInfoDirDelete("/v/a_/", false), 0);
-  EXPECT_EQ(VideoInfoDirDelete("/v/a%", false), 0);
-  EXPECT_EQ(Paths(), (Rows{{"/v/a.mkv"}, {"/v/ab/3.mkv"}}));
-  EXPECT_EQ(Count("mapper"), 2);
+  EXPECT_EQ(Count("video_file WHERE path LIKE '/v/a/%'"), 0);
+  // LIKE's wildcards and escape character in a folder name are letters; a
+  // trailing slash is allowed.
+  for (const char* folder : {"/v/a_/", "/v/a%", "/v/b\\c"}) {
+    EXPECT_EQ(VideoInfoDirDelete(folder, false), 0);
+  }
+  EXPECT_EQ(Paths(), (Rows{{"/v/a.mkv"}, {"/v/ab/3.mkv"}, {"/v/bc/7.mkv"}}));
+  EXPECT_EQ(Count("mapper"), 3);
   EXPECT_EQ(VideoInfoDirDelete("/v/empty", false), 0);
   for (const std::string& bad : {std::string(), std::string(5000, 'd')}) {
     EXPECT_EQ(VideoInfoDirDelete(bad.c_str(), false), -1) << bad.size();
