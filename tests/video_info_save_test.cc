@@ -1,9 +1,11 @@
-// Saving files and descriptions through the indexing interface, end to end
-// on the real server: the upsert by identity, the relinking of files, the
-// removal of what no file uses any more, and what reached the server.
+// Saving files and descriptions through the indexing interface and reading
+// them back by path, end to end on the real server: the upsert by identity,
+// the relinking of files, the removal of what no file uses any more, what
+// reached the server and what comes back.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -15,9 +17,11 @@ namespace kinolot_test {
 namespace {
 
 using VideoInfoSaveTest = DatabaseTest;
+using Texts = std::vector<std::string>;
+using Names = std::list<std::string>;
 
 TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper) {
-  const std::string path = "/v/It's 100% \\ \xC3\x84rger.mkv";
+  const std::string path = std::string("/v/") + kAwkward + ".mkv";
   _VIDEO_INFO_VIDEO_FILE_ file = FileRecord(path, VIDEO_TYPE_HOME_VIDEO);
   file.filesize = 5000000000LL;
   file.duration = 5399.9f;
@@ -41,6 +45,16 @@ TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper)
       "1001, 0, '1')"));
   EXPECT_EQ(Query("SELECT type, path FROM mapper JOIN video_file ON mapper.id = mapper_id"),
             (Rows{{"home_video", path}}));
+  _VIDEO_INFO_VIDEO_FILE_ back{};
+  back.type = VIDEO_TYPE_VIDEO_FILE;
+  ASSERT_EQ(VideoInfoGetOne(path.c_str(), &back), 0);
+  EXPECT_EQ((Texts{back.path, back.video_codec, back.audio_codec, back.container_type}),
+            (Texts{path, "h264", "aac", "matroska"}));
+  EXPECT_EQ((std::vector<long long>{back.filesize, back.resolutionX, back.resolutionY,
+                                    back.frame_rate_num, back.frame_rate_den, back.audio_bitrate,
+                                    back.channel}),
+            (std::vector<long long>{5000000000LL, 1920, 1080, 24000, 1001, 192000, 6}));
+  EXPECT_EQ(back.duration, 5399.0f) << "whole seconds";
 
   Exec("UPDATE video_file SET updated = 0");
   file.filesize = 7;
@@ -58,32 +72,53 @@ TEST_F(VideoInfoSaveTest, FileInsertsOnceThenUpdatesTheSameRowAndKeepsItsMapper)
   EXPECT_EQ(Count("mapper"), 1);
 }
 
-TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
+TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatComesBackWhole) {
   ASSERT_EQ(StoreFile("/v/m.mkv"), 0);
   _VIDEO_INFO_ movie = Movie("The Matrix", 1999);
-  Set(movie.tag_line, "Free your mind");
+  Set(movie.tag_line, "\"Free\" your mind");
   Set(movie.originally_available, "1999-03-31");
-  Set(movie.summary, "A hacker's choice");
+  Set(movie.summary, kAwkward);
   movie.plus_info["rating"] = "8.7";
   movie.writer = {"Lilly", "Lana"};
-  movie.actor = {"Keanu", "Carrie-Anne", "Laurence"};
+  movie.director = {"D'Arcy", kAwkward};
+  movie.gnere = {"Sci-Fi"};
+  movie.actor = {"Keanu", "Carrie-Anne", "M\xC3\xBCller"};
   ASSERT_EQ(VideoInfoSave("/v/m.mkv", &movie), 0);
   EXPECT_TRUE(Received(
       "SELECT mapper_id FROM movie WHERE UPPER(title) = UPPER('The Matrix') AND year = 1999  "));
   EXPECT_TRUE(Received(
       "INSERT INTO movie(title, sort_title, tag_line, year, originally_available, sort_time, "
-      "mapper_id) VALUES('The Matrix', 'Matrix ', 'Free your mind', 1999, '1999-03-31', "
+      "mapper_id) VALUES('The Matrix', 'Matrix ', '\"Free\" your mind', 1999, '1999-03-31', "
       "'1999-03-31', 2)"));
   EXPECT_TRUE(Received(
       "UPDATE video_file SET mapper_id = 2, updated = 1, modify_date = current_timestamp WHERE "
       "path = '/v/m.mkv'"));
   EXPECT_EQ(Query("SELECT id, type FROM mapper"), (Rows{{"2", "movie"}}))
       << "the file's first mapper goes once the file points at the movie";
-  EXPECT_EQ(Query("SELECT summary, plus_info FROM summary JOIN plus_info USING (mapper_id)"),
-            (Rows{{movie.summary, movie.plus_info.toStyledString()}}));
-  EXPECT_EQ(Query("SELECT actor FROM actor WHERE mapper_id = 2 ORDER BY id"),
-            (Rows{{"Keanu"}, {"Carrie-Anne"}, {"Laurence"}}));
-  EXPECT_EQ(Query("SELECT writer FROM writer ORDER BY id"), (Rows{{"Lilly"}, {"Lana"}}));
+  EXPECT_EQ(Query("SELECT writer FROM writer WHERE mapper_id = 2 ORDER BY id"),
+            (Rows{{"Lilly"}, {"Lana"}}));
+
+  Exec("UPDATE video_file SET modify_date = '2021-02-03 04:05:06'");
+  _VIDEO_INFO_ read{};
+  read.type = VIDEO_TYPE_MOVIE;
+  Set(read.create_date, "kept");
+  read.actor = {"stale"};
+  ASSERT_EQ(VideoInfoGetOne("/v/m.mkv", &read), 0);
+  // Both dates of the row land in modify_date, the file's coming first in
+  // the join; create_date is left as it was.
+  EXPECT_EQ((Texts{read.title, read.sort_title, read.tag_line, read.originally_available,
+                   read.sort_time, read.summary, read.modify_date, read.create_date}),
+            (Texts{"The Matrix", "Matrix ", movie.tag_line, "1999-03-31", "1999-03-31 00:00:00",
+                   kAwkward, "2021-02-03 04:05:06", "kept"}));
+  EXPECT_EQ(read.year, 1999);
+  // The stored text comes back as a JSON string, not parsed.
+  EXPECT_EQ(read.plus_info, Json::Value(movie.plus_info.toStyledString()));
+  EXPECT_EQ((std::vector<Names>{read.writer, read.director, read.gnere, read.actor}),
+            (std::vector<Names>{movie.writer, movie.director, movie.gnere, movie.actor}));
+  // The joins go by kind: the same path read as a home video has no row.
+  _VIDEO_INFO_ other{};
+  other.type = VIDEO_TYPE_HOME_VIDEO;
+  EXPECT_EQ(VideoInfoGetOne("/v/m.mkv", &other), -1);
 
   _VIDEO_INFO_ again = Movie("THE MATRIX", 1999);
   Set(again.tag_line, "Whoa");
@@ -103,34 +138,38 @@ TEST_F(VideoInfoSaveTest, MovieIsAnUpsertByTitleAndYearThatKeepsItsMapper) {
   EXPECT_EQ(MapperOf("/v/m.mkv"), "3");
 }
 
-TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowThatGoesWithItsLastEpisode) {
-  _VIDEO_INFO_TVSHOW_ first = Episode("The Wire", 2002, 1, 1);
-  Set(first.tvshow_summary, "Baltimore");
-  Set(first.summary, "The Target");
-  ASSERT_TRUE(StoreVideo("/v/w/s1e1.mkv", first));
-  EXPECT_EQ(Query("SELECT mapper_id, summary FROM summary ORDER BY 1"),
-            (Rows{{"2", "Baltimore"}, {"3", "The Target"}}));
+TEST_F(VideoInfoSaveTest, EpisodesShareOneShowRowPerTitleAndYear) {
+  _VIDEO_INFO_TVSHOW_ first = Episode("The Wire", 2002, 3, 4);
+  Set(first.tag_line, "Hamsterdam");
+  Set(first.originally_available, "2004-10-10");
+  Set(first.summary, "Episode text");
+  Set(first.tvshow_summary, "Show text");
+  first.tvshow_plus_info["network"] = "HBO";
+  first.actor = {"Idris"};
+  ASSERT_TRUE(StoreVideo("/v/w/s3e4.mkv", first));
+  _VIDEO_INFO_TVSHOW_ read{};
+  read.type = VIDEO_TYPE_TVSHOW_EPISODE;
+  ASSERT_EQ(VideoInfoGetOne("/v/w/s3e4.mkv", &read), 0);
+  EXPECT_EQ((Texts{read.title, read.sort_title, read.tag_line, read.originally_available,
+                   read.summary, read.plus_info.asString(), read.tvshow_originally_available,
+                   read.tvshow_sort_time, read.tvshow_summary, read.tvshow_plus_info.asString()}),
+            (Texts{"The Wire", "Wire ", "Hamsterdam", "2004-10-10", "Episode text", "", "",
+                   "2002-01-01 00:00:00", "Show text", first.tvshow_plus_info.toStyledString()}));
+  EXPECT_EQ((std::vector<int>{read.season, read.episode, read.year, read.tvshow_year}),
+            (std::vector<int>{3, 4, 2004, 2002}));
+  EXPECT_EQ(read.actor, Names{"Idris"});
 
-  ASSERT_TRUE(StoreVideo("/v/w/s1e2.mkv", Episode("the wire", 2002, 1, 2)));
+  ASSERT_TRUE(StoreVideo("/v/w/s3e5.mkv", Episode("the wire", 2002, 3, 5)));
   EXPECT_TRUE(
       Received("UPDATE tvshow SET sort_title = 'wire ', originally_available = NULL, sort_time = "
                "'2002-01-01', modify_date = current_timestamp WHERE mapper_id = 2 RETURNING id"));
   EXPECT_EQ(Query("SELECT id, mapper_id, title FROM tvshow"), (Rows{{"1", "2", "The Wire"}}));
   EXPECT_EQ(Query("SELECT season, episode, tvshow_id FROM tvshow_episode ORDER BY episode"),
-            (Rows{{"1", "1", "1"}, {"1", "2", "1"}}));
+            (Rows{{"3", "4", "1"}, {"3", "5", "1"}}));
   EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 2"), "")
       << "the second episode rewrote the show's texts with its empty ones";
-
   ASSERT_TRUE(StoreVideo("/v/w2/s1e1.mkv", Episode("The Wire", 2020, 1, 1)));
   EXPECT_EQ(Count("tvshow"), 2) << "a show of another year is another show";
-
-  // Both episode files turn into movies: the show goes with its last episode.
-  _VIDEO_INFO_ movie = Movie("Not The Wire", 2002);
-  ASSERT_EQ(VideoInfoSave("/v/w/s1e1.mkv", &movie), 0);
-  EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "1");
-  ASSERT_EQ(VideoInfoSave("/v/w/s1e2.mkv", &(movie = Movie("Not The Wire", 2002))), 0);
-  EXPECT_EQ(Value("SELECT count(*) FROM tvshow WHERE year = 2002"), "0");
-  EXPECT_EQ(Count("tvshow_episode") + Count("movie"), 2);
 }
 
 TEST_F(VideoInfoSaveTest, DescriptionForAPathWithoutFileRowIsRemovedAtOnce) {
@@ -145,7 +184,7 @@ TEST_F(VideoInfoSaveTest, DescriptionForAPathWithoutFileRowIsRemovedAtOnce) {
       "tvshow.id AND tvshow_episode.mapper_id = ";
   EXPECT_EQ(
       Statements(),
-      (std::vector<std::string>{
+      (Texts{
           "SELECT mapper_id FROM tvshow WHERE UPPER(title) = UPPER('Lost') AND year = 2004  ",
           "INSERT INTO mapper(type) VALUES('tvshow') RETURNING id",
           "INSERT INTO tvshow(title, sort_title, year, originally_available, sort_time, "
@@ -204,10 +243,15 @@ TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
                "VALUES('News', 'News ', 'One', '2020-01-02 20:15:00', " +
                recordId + ")"));
   show = Recording(VIDEO_TYPE_TV_RECORD, "NEWS", "2020-01-02 20:15:00");
-  Set(show.channel_name, "Two");
+  Set(show.channel_name, "Channel 'Two'");
+  Set(show.summary, "Evening news");
   ASSERT_EQ(VideoInfoSave("/v/r.ts", &show), 0);
-  EXPECT_EQ(Query("SELECT mapper_id::text, title, channel_name FROM tv_record"),
-            (Rows{{recordId, "News", "Two"}}));
+  _VIDEO_INFO_ read{};
+  read.type = VIDEO_TYPE_TV_RECORD;
+  ASSERT_EQ(VideoInfoGetOne("/v/r.ts", &read), 0);
+  EXPECT_EQ((Texts{std::to_string(Count("tv_record")), MapperOf("/v/r.ts"), read.title,
+                   read.channel_name, read.record_time, read.summary}),
+            (Texts{"1", recordId, "News", "Channel 'Two'", "2020-01-02 20:15:00", "Evening news"}));
 }
 
 TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
@@ -259,17 +303,7 @@ TEST_F(VideoInfoSaveTest, BadRecordsAreRefusedWithoutTouchingWhatIsStored) {
       "sort_time = '1995-12-15', modify_date = current_timestamp WHERE mapper_id = 2"));
 }
 
-TEST_F(VideoInfoSaveTest, TextsAreDataAndOverlongFieldsAreCutAtALetter) {
-  const std::string path = std::string("/v/") + kAwkward + ".mkv";
-  _VIDEO_INFO_ movie = Movie(kAwkward, 2001);
-  Set(movie.summary, kAwkward);
-  movie.director = {"D'Arcy", kAwkward};
-  ASSERT_TRUE(StoreVideo(path, movie));
-  EXPECT_EQ(Query("SELECT mapper_id::text, title, summary FROM movie JOIN summary USING "
-                  "(mapper_id)"),
-            (Rows{{MapperOf(path), kAwkward, kAwkward}}));
-  EXPECT_EQ(Query("SELECT director FROM director ORDER BY id"), (Rows{{"D'Arcy"}, {kAwkward}}));
-
+TEST_F(VideoInfoSaveTest, OverlongFieldsAreCutAtALetter) {
   // Fields filled to the last byte (as strncpy leaves them) are read to
   // their capacity minus one, never into the next field, and a two-byte
   // letter is never split (the server would refuse half of one).
@@ -277,9 +311,40 @@ TEST_F(VideoInfoSaveTest, TextsAreDataAndOverlongFieldsAreCutAtALetter) {
   memset(full.title, 'T', sizeof(full.title));
   for (size_t i = 0; i + 1 < sizeof(full.summary); i += 2) memcpy(full.summary + i, "\xC3\xA9", 2);
   ASSERT_TRUE(StoreVideo("/v/full.mkv", full));
-  EXPECT_EQ(Query("SELECT title, octet_length(summary) FROM movie JOIN summary USING (mapper_id) "
-                  "WHERE year = 2002"),
+  EXPECT_EQ(Query("SELECT title, octet_length(summary) FROM movie JOIN summary USING (mapper_id)"),
             (Rows{{std::string(254, 'T'), "4094"}}));
+}
+
+TEST_F(VideoInfoSaveTest, ReadsByPrefixOrHandleAndRefusesBadCalls) {
+  ASSERT_TRUE(StoreVideo("/v/m.mkv", Movie("Heat", 1995)));
+  for (const char* path : {"%/v/m.mkv", "x/v/m.mkv"}) ASSERT_EQ(StoreFile(path), 0);
+  // The prefix is a literal percent sign, not a LIKE pattern.
+  _VIDEO_INFO_VIDEO_FILE_ file{};
+  file.type = VIDEO_TYPE_VIDEO_FILE;
+  ASSERT_EQ(VideoInfoGetOneEx("/v/m.mkv", &file, 1), 0);
+  EXPECT_TRUE(Received("SELECT * FROM video_file WHERE path = '%/v/m.mkv'  "));
+  EXPECT_STREQ(file.path, "%/v/m.mkv");
+  EXPECT_EQ(VideoInfoGetOneEx("/v/none.mkv", &file, 1), -1);
+
+  _VIDEO_INFO_ info{};
+  info.type = VIDEO_TYPE_TVSHOW;
+  EXPECT_EQ(VideoInfoGetOne("/v/m.mkv", &info), -1);
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad video type: 2"));
+  EXPECT_EQ(VideoInfoGetOne("/v/m.mkv", nullptr), -1);
+  info.type = VIDEO_TYPE_MOVIE;
+  EXPECT_EQ(VideoInfoGetOne(nullptr, &info), -1);
+  EXPECT_EQ(VideoInfoGetOne("/v/missing.mkv", &info), -1);
+  EXPECT_FALSE(LoggedMatching("video_db:\\d+ Bad parameter.*")) << "refused silently";
+  EXPECT_EQ(VideoInfoGet(nullptr, &info), -1);
+  EXPECT_TRUE(LoggedMatching("video_db \\(\\d+\\) Bad parameter\\."));
+
+  _VIDEO_DB_HANDLER_* handle = VideoDBOpenEX("video_file", nullptr, nullptr, nullptr, "id", 0, 0);
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(VideoInfoGet(handle, nullptr), -1);
+  Texts paths;
+  while (VideoInfoGet(handle, &file) == 0) paths.push_back(file.path);
+  EXPECT_EQ(paths, (Texts{"/v/m.mkv", "%/v/m.mkv", "x/v/m.mkv"}));
+  VideoDBHandlerFree(handle);
 }
 
 }  // namespace
