@@ -22,19 +22,6 @@ class IndexQueryTest : public DatabaseTest {
   }
 };
 
-// Points libpq at a folder where no server listens, for the life of the object.
-class NoServer {
- public:
-  NoServer() : saved_(std::getenv("PGHOST") ? std::getenv("PGHOST") : "") {
-    VideoDBConnClose();
-    setenv("PGHOST", "/nonexistent-kinolot-socket-dir", 1);
-  }
-  ~NoServer() { setenv("PGHOST", saved_.c_str(), 1); }
-
- private:
-  std::string saved_;
-};
-
 TEST_F(IndexQueryTest, OpenSendsEveryClauseGivenAndPagesTheRows) {
   AddMovies(6);
   std::string many = "id IN (1";  // longer than any statement buffer, and not cut
@@ -136,13 +123,17 @@ TEST_F(IndexQueryTest, TheSharedConnectionIsOpenedOnceClosedOnRequestAndRetriedA
   EXPECT_TRUE(Received("VACUUM FULL ANALYZE"));
   EXPECT_TRUE(LogLines().empty());
   {
-    NoServer no_server;
+    // libpq pointed at a folder where no server listens.
+    VideoDBConnClose();
+    const std::string saved = std::getenv("PGHOST") ? std::getenv("PGHOST") : "";
+    setenv("PGHOST", "/nonexistent-kinolot-socket-dir", 1);
     EXPECT_EQ(VideoDBGetCount(VIDEO_TABLE_MOVIE, "id", nullptr, nullptr), -1);
     EXPECT_EQ(VideoDBVacuum(), -1);
     EXPECT_TRUE(LoggedMatching(R"(video_db:\d+ Failed to connect to database)"));
     EXPECT_TRUE(LoggedMatching(R"(video_db \(\d+\) Failed to exec \[VACUUM FULL ANALYZE\]\.)"));
     EXPECT_STRNE(VEXODBErrorGet(nullptr), "") << "a failed connect leaves its reason";
     EXPECT_EQ(VideoDBConnClose(), 0) << "nothing was opened";
+    setenv("PGHOST", saved.c_str(), 1);
   }
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(IsMapperIdExistInTable(1, VIDEO_TABLE_MOVIE));
   // The counters count connects that succeeded, statements sent and rows received.
