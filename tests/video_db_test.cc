@@ -58,20 +58,6 @@ TEST_F(IndexQueryTest, OpenSendsEveryClauseGivenAndPagesTheRows) {
     }
     VideoDBHandlerFree(handle);
   }
-
-  Exec("INSERT INTO tvshow(mapper_id, title) VALUES(" + AddMapper("tvshow") + ", 'Show')");
-  Exec("INSERT INTO tvshow_episode(mapper_id, tvshow_id, episode) VALUES(" +
-       AddMapper("tvshow_episode") + ", 1, 3)");
-  _VIDEO_DB_HANDLER_* handle =
-      VideoDBOpenEX("tvshow,tvshow_episode", "tvshow.mapper_id, episode",
-                    "tvshow_episode.tvshow_id = tvshow.id", nullptr, nullptr, 0, 0);
-  ASSERT_NE(handle, nullptr);
-  EXPECT_TRUE(
-      Received("SELECT tvshow.mapper_id, episode FROM tvshow,tvshow_episode WHERE "
-               "tvshow_episode.tvshow_id = tvshow.id  "));
-  ASSERT_EQ(VEXODBFetchRow(handle->result, &handle->row), 0);
-  EXPECT_STREQ(VEXODBFetchField(handle->result, handle->row, "episode"), "3");
-  VideoDBHandlerFree(handle);
 }
 
 TEST_F(IndexQueryTest, BadOpensReturnNullAndLogWhy) {
