@@ -125,7 +125,7 @@ TEST_F(MetadataCollectionTest,
   EXPECT_EQ(Column(answer_["videos"], "title"), "Birthday");
   // Movie 2 has Ann Lee too, but is no member.
   ASSERT_TRUE(SearchFavs(Parse(R"({"actor": "ann"})"), "2"));
-  EXPECT_EQ(answer_, EmptyPage("videos"));
+  EXPECT_EQ(answer_, Page(0, 0, "videos"));
 }
 
 TEST_F(MetadataCollectionTest, RefusedListsAndSearchesSendNothing) {
@@ -142,14 +142,14 @@ TEST_F(MetadataCollectionTest, RefusedListsAndSearchesSendNothing) {
   EXPECT_EQ(count_, 77u);
   // An id that is not decimal gets the empty answer, without a statement.
   EXPECT_FALSE(SearchFavs(Parse(R"({"title": "a"})"), "1 or 1=1"));
-  EXPECT_EQ(answer_, EmptyPage("videos"));
+  EXPECT_EQ(answer_, Page(0, 0, "videos"));
   for (const char* id : {"1)", "4294967297"}) {
     answer_ = Json::Value("stale");
     total_ = 77;
     EXPECT_FALSE(api_.Collection_VideoList(id, 0, 10, VIDEO_ADDITIONAL_NONE, "",
                                            ORDER_DIRECTION_ASC, answer_, total_, count_))
         << id;
-    EXPECT_EQ(answer_, EmptyPage("videos")) << id;
+    EXPECT_EQ(answer_, Page(0, 0, "videos")) << id;
     EXPECT_EQ(total_, 0u);
   }
   EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());

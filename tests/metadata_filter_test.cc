@@ -128,11 +128,11 @@ TEST_F(MetadataFilterTest, YearsAndShowIdsThatAreNotNumbersMatchNothing) {
   for (_VIDEO_TABLE_TYPE_ type : {VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW, VIDEO_TABLE_TVSHOW_EPISODE,
                                   VIDEO_TABLE_HOME_VIDEO}) {
     ASSERT_TRUE(List(type, "", nullptr, nullptr, "2003' OR '1'='1"));
-    EXPECT_EQ(answer_, EmptyPage(gMappingKeyName[type])) << type;
+    EXPECT_EQ(answer_, Page(0, 0, gMappingKeyName[type])) << type;
   }
   for (const char* showId : {"1; DELETE FROM mapper", "1 or true"}) {
     ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW_EPISODE, showId));
-    EXPECT_EQ(answer_, EmptyPage("episodes")) << showId;
+    EXPECT_EQ(answer_, Page(0, 0, "episodes")) << showId;
   }
   ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW_EPISODE, "1", nullptr, nullptr, "2011"));
   EXPECT_EQ(Column(answer_["episodes"], "id"), "2");
