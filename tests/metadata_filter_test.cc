@@ -18,15 +18,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-class MetadataFilterTest : public MetadataTest {
- protected:
-  bool AnyStatementHolds(const std::string& text) {
-    for (const std::string& sql : Statements()) {
-      if (sql.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
-};
+using MetadataFilterTest = MetadataTest;
 
 TEST_F(MetadataFilterTest, EachRequestAddsItsJoinsAndConditions) {
   // FilterHandler on a fresh builder with a request's title, show id,
@@ -95,7 +87,7 @@ TEST_F(MetadataFilterTest, ListsAndSearchesFindWhatTheFiltersName) {
   EXPECT_EQ(Column(answer_["episodes"], "id"), "2");
 
   // Ids that name no row, and years and show ids that are not numbers,
-  // match nothing and reach the server as nothing but data.
+  // match nothing: had they reached the server as SQL, they would match all.
   for (const char* missing : {"999", "1 or 1=1", "-1"}) {
     ASSERT_TRUE(List(VIDEO_TABLE_MOVIE, "", nullptr, missing));
     EXPECT_EQ(answer_, Page(0, 0, "movies")) << missing;
@@ -109,7 +101,6 @@ TEST_F(MetadataFilterTest, ListsAndSearchesFindWhatTheFiltersName) {
     ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW_EPISODE, showId));
     EXPECT_EQ(answer_, Page(0, 0, "episodes")) << showId;
   }
-  EXPECT_FALSE(AnyStatementHolds("1=1") || AnyStatementHolds("DELETE"));
   EXPECT_EQ(Count("mapper"), 13);
 
   // Title fragments are found literally.
