@@ -5,50 +5,20 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "support/http_test_server.h"
+#include "support/temp_files.h"
 
 using namespace LibKinolot;
 
 namespace kinolot_test {
 namespace {
 
-const char kAgent[] = "\"Mozilla/4.0 (compatible; MSIE 6.1; Windows XP)\"";
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-HttpRoute Image(const std::string& type, const std::string& body) {
-  HttpRoute route;
-  if (!type.empty()) route.headers = {{"Content-Type", type}};
-  route.body = body;
-  return route;
-}
-
-HttpRoute Redirect(int status, const std::string& location) {
-  HttpRoute route;
-  route.status = status;
-  route.headers = {{"Location", location}};
-  return route;
-}
-
 class FileDownloadTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/kinolot-download-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    dir_ = dir;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   HttpTestServer server_;
-  std::string dir_;
+  TempDir dir_;
 };
 
 TEST_F(FileDownloadTest, FollowsRedirectsAndNamesTheFileAfterTheFinalUrl) {
@@ -56,68 +26,69 @@ TEST_F(FileDownloadTest, FollowsRedirectsAndNamesTheFileAfterTheFinalUrl) {
   for (size_t i = 0; i < body.size(); ++i) body[i] = static_cast<char>(i * 7);
   server_.Route("/start", Redirect(302, "/middle?x=1"));
   server_.Route("/middle", Redirect(301, "/art/POSTER.JPG?size=w500&v=2"));
-  server_.Route("/art/POSTER.JPG", Image("image/jpeg", body));
-
+  server_.Route("/art/POSTER.JPG", Content("image/jpeg", body));
   std::string url = server_.Url("/start");
   FileDownload download(url.c_str());
-  std::string file = dir_ + "/out";
-  ASSERT_EQ(download.DownloadBody(file.c_str()), 0);
-
-  EXPECT_EQ(ReadFile(file), body);
+  ASSERT_EQ(download.DownloadBody((dir_ / "out").c_str()), 0);
+  EXPECT_EQ(ReadFile(dir_ / "out"), body);
   EXPECT_STREQ(download.GetFilename(), "poster.jpg");
   EXPECT_STREQ(download.GetContentType(), "image/jpeg");
   EXPECT_EQ(download.GetContentLength(), 3000.0);
-  EXPECT_TRUE(download.IsImageType());
   EXPECT_EQ(server_.RequestLines(),
             (std::vector<std::string>{"GET /start HTTP/1.1", "GET /middle?x=1 HTTP/1.1",
                                       "GET /art/POSTER.JPG?size=w500&v=2 HTTP/1.1"}));
-  EXPECT_EQ(server_.UserAgents(), std::vector<std::string>(3, kAgent));
+  EXPECT_EQ(server_.UserAgents(),
+            std::vector<std::string>(3, "\"Mozilla/4.0 (compatible; MSIE 6.1; Windows XP)\""));
 }
 
 TEST_F(FileDownloadTest, HeaderRequestWritesOnlyTheHeadersOverWhatTheFileHeld) {
-  server_.Route("/h.png", Image("image/png", "BODY-THAT-MUST-NOT-ARRIVE"));
-  std::string file = dir_ + "/headers";
-  std::ofstream(file) << std::string(5000, 'Z');
-
+  server_.Route("/h.png", Content("image/png", "BODY-THAT-MUST-NOT-ARRIVE"));
+  HttpRoute unknown = Content("image/jpeg", "xyz");
+  unknown.announce_length = false;
+  server_.Route("/unknown.jpg", unknown);
+  WriteFile(dir_ / "headers", std::string(5000, 'Z'));
   std::string url = server_.Url("/h.png");
   FileDownload download;
   download.SetUrl(url.c_str());
-  ASSERT_EQ(download.DownloadHeader(file.c_str()), 0);
-  std::string headers = ReadFile(file);
+  EXPECT_EQ(download.GetContentLength(), 0.0) << "nothing asked yet";
+  ASSERT_EQ(download.DownloadHeader((dir_ / "headers").c_str()), 0);
+  std::string headers = ReadFile(dir_ / "headers");
   EXPECT_EQ(headers.rfind("HTTP/1.1 200 OK\r\n", 0), 0u) << headers;
   EXPECT_NE(headers.find("Content-Type: image/png\r\n"), std::string::npos);
-  EXPECT_EQ(headers.find("BODY"), std::string::npos);
-  EXPECT_EQ(headers.find('Z'), std::string::npos) << "the file is truncated first";
+  EXPECT_EQ(headers.find_first_of("BZ"), std::string::npos) << "no body, file truncated first";
+  EXPECT_EQ(server_.RequestLines(), std::vector<std::string>{"HEAD /h.png HTTP/1.1"});
+  // The length is reasonable when below the limit, or when unknown.
   EXPECT_EQ(download.GetContentLength(), 25.0);
-
-  EXPECT_EQ(download.DownloadHeader(nullptr), 0);
-  EXPECT_EQ(server_.RequestLines(), std::vector<std::string>(2, "HEAD /h.png HTTP/1.1"));
+  EXPECT_TRUE(download.IsReasonableLength(26));
+  EXPECT_FALSE(download.IsReasonableLength(25));
+  url = server_.Url("/unknown.jpg");
+  download.SetUrl(url.c_str());
+  ASSERT_EQ(download.DownloadHeader(nullptr), 0);
+  EXPECT_EQ(download.GetContentLength(), -1.0);
+  EXPECT_TRUE(download.IsReasonableLength(0));
 }
 
-// The single steps on one handle: after a request into a file, a request
-// without one writes the body to standard output as on a fresh handle.
+// After a request into a file, a request on the same handle without one
+// writes the body to standard output, as on a fresh handle.
 TEST_F(FileDownloadTest, OneHandleRequestsIntoAFileThenToStandardOutput) {
-  server_.Route("/s.png", Image("image/png", "steps"));
+  server_.Route("/s.png", Content("image/png", "steps"));
   std::string url = server_.Url("/s.png");
-  std::string file = dir_ + "/steps";
   FileDownload download;
   void* handle = download.CurlInit();
   ASSERT_NE(handle, nullptr);
   curl_easy_setopt(static_cast<CURL*>(handle), CURLOPT_URL, url.c_str());
-  EXPECT_EQ(download.CurlExecCore(handle, file.c_str(), false), 0);
+  EXPECT_EQ(download.CurlExecCore(handle, (dir_ / "steps").c_str(), false), 0);
   testing::internal::CaptureStdout();
   int code = download.CurlExecCore(handle, nullptr, false);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "steps");
   EXPECT_EQ(code, 0);
-  EXPECT_EQ(ReadFile(file), "steps");
+  EXPECT_EQ(ReadFile(dir_ / "steps"), "steps");
   download.CurlUint(handle);
 }
 
 TEST_F(FileDownloadTest, ImageByExactContentTypeElseByFileExtension) {
-  struct Case {
-    const char* path;
-    const char* type;  // "" sends no Content-Type
-    const char* filename;
+  struct {
+    const char *path, *type, *filename;  // a type of "" sends no Content-Type
     bool image;
   } cases[] = {
       {"/a/POSTER.JPG", "", "poster.jpg", true},
@@ -129,8 +100,8 @@ TEST_F(FileDownloadTest, ImageByExactContentTypeElseByFileExtension) {
       {"/a/x.jpg", "image/jpeg; charset=binary", "x.jpg", false},
       {"/a/x.txt", "image/png", "x.txt", true},
   };
-  for (const Case& c : cases) {
-    server_.Route(c.path, Image(c.type, "img"));
+  for (const auto& c : cases) {
+    server_.Route(c.path, Content(c.type, "img"));
     std::string url = server_.Url(c.path);
     FileDownload download(url.c_str());
     ASSERT_EQ(download.DownloadHeader(nullptr), 0) << c.path;
@@ -140,47 +111,25 @@ TEST_F(FileDownloadTest, ImageByExactContentTypeElseByFileExtension) {
   }
 }
 
-TEST_F(FileDownloadTest, ReasonableLengthIsBelowTheLimitOrUnknown) {
-  server_.Route("/known.jpg", Image("image/jpeg", std::string(100, 'x')));
-  HttpRoute unknown = Image("image/jpeg", "xyz");
-  unknown.announce_length = false;
-  server_.Route("/unknown.jpg", unknown);
-
-  std::string url = server_.Url("/known.jpg");
-  FileDownload download(url.c_str());
-  EXPECT_EQ(download.GetContentLength(), 0.0);
-  ASSERT_EQ(download.DownloadHeader(nullptr), 0);
-  EXPECT_TRUE(download.IsReasonableLength(101));
-  EXPECT_FALSE(download.IsReasonableLength(100));
-
-  url = server_.Url("/unknown.jpg");
-  download.SetUrl(url.c_str());
-  ASSERT_EQ(download.DownloadHeader(nullptr), 0);
-  EXPECT_EQ(download.GetContentLength(), -1.0);
-  EXPECT_TRUE(download.IsReasonableLength(0));
-}
-
 TEST_F(FileDownloadTest, FailuresGiveMinusOneAndKeepEarlierResults) {
-  server_.Route("/ok.png", Image("image/png", "png"));
+  server_.Route("/ok.png", Content("image/png", "png"));
   server_.Route("/gone", Redirect(302, "/missing.png"));
   std::string url = server_.Url("/ok.png");
   FileDownload download(url.c_str());
   ASSERT_EQ(download.DownloadHeader(nullptr), 0);
-
   // The code reported is that of the last response of the redirect chain.
   url = server_.Url("/gone");
   download.SetUrl(url.c_str());
   testing::internal::CaptureStdout();
-  EXPECT_EQ(download.DownloadBody((dir_ + "/gone").c_str()), -1);
+  EXPECT_EQ(download.DownloadBody((dir_ / "gone").c_str()), -1);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to download file, ResponseCode=404");
   EXPECT_STREQ(download.GetFilename(), "ok.png");
   EXPECT_STREQ(download.GetContentType(), "image/png");
 
   // A file that cannot be created fails before anything is asked.
   size_t asked = server_.RequestLines().size();
-  EXPECT_EQ(download.DownloadBody((dir_ + "/no/such/dir").c_str()), -1);
+  EXPECT_EQ(download.DownloadBody((dir_ / "no/such/dir").c_str()), -1);
   EXPECT_EQ(server_.RequestLines().size(), asked);
-
   download.SetUrl(nullptr);
   EXPECT_EQ(download.DownloadHeader(nullptr), -1);
 

@@ -1,12 +1,19 @@
-// List, Search and GetInfo on the real server: paging and totals, the answer
-// of every kind, the whole answer with every additional piece, the episode
-// with its show's information, and bad requests that must change nothing.
+// List, Search, GetInfo and category browse on the real server: paging and
+// totals, the item of every kind, the additional information, browse entries,
+// and requests that must be refused without running anything.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <climits>
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 
+#include "kinolot/mapping_tables.h"
 #include "support/metadata_library.h"
 
 using namespace LibKinolot;
@@ -29,35 +36,48 @@ TEST_F(MetadataListTest, PagesCountEverythingAndPointAtTheNextPage) {
   EXPECT_TRUE(
       Received("SELECT * FROM movie ORDER BY UPPER(movie.sort_title) ASC OFFSET 2  LIMIT 2 "))
       << testing::PrintToString(Statements());
-  EXPECT_EQ(answer_["total"], Json::Value(Json::UInt64(5)));
+  // alpha, Beta, OBrien, Sale 50%, Sale 500; the offset points past the page.
+  EXPECT_EQ(Column(answer_["movies"], "id"), "5,3");
   EXPECT_EQ(answer_["offset"], Json::Value(Json::UInt64(4)));
-  EXPECT_EQ(Column(answer_["movies"], "id"), "5,3") << "alpha, Beta, OBrien, Sale 50%, Sale 500";
-  EXPECT_EQ(total_, 5u);
-  EXPECT_EQ(count_, 0u) << "the number of items is told only by the offset";
+  EXPECT_EQ(answer_["total"], Json::Value(Json::UInt64(5)));
+  EXPECT_EQ(std::make_pair(total_, count_), std::make_pair(5ul, 0ul)) << "count stays 0";
 
   ASSERT_TRUE(ListMovies(0, 0, "year", ORDER_DIRECTION_DESC));
   EXPECT_EQ(Column(answer_["movies"], "original_available"), "2005,2003,2003,2001-05-04,1999");
   ASSERT_TRUE(ListMovies(20, 10, ""));
-  EXPECT_EQ(answer_, Page(5, 20, "movies", Json::Value(Json::arrayValue)));
+  EXPECT_EQ(answer_, Page(5, 20, "movies"));
 }
 
-TEST_F(MetadataListTest, EveryKindAnswersUnderItsOwnKey) {
-  const char* keys[] = {"", "movies", "tvshows", "episodes", "videos", "recordings"};
-  const char* titles[] = {"",
-                          "Alpha,beta,Sale 50% Off,Sale 500 Off,O'Brien Story",
-                          "Show One,Show Two",
-                          "Show One,Show One",
-                          "Birthday,Holiday",
-                          "News,Film Night"};
-  for (int type = 1; type <= 5; ++type) {
-    ASSERT_TRUE(List(static_cast<_VIDEO_TABLE_TYPE_>(type), ""));
-    EXPECT_TRUE(answer_.isMember(keys[type]) && answer_.size() == 3u) << answer_.toStyledString();
-    EXPECT_EQ(Column(answer_[keys[type]], "title"), titles[type]) << type;
+TEST_F(MetadataListTest, EveryKindAnswersUnderItsOwnKeyWithItsOwnItem) {
+  const std::tuple<_VIDEO_TABLE_TYPE_, const char*, const char*> cases[] = {
+      {VIDEO_TABLE_MOVIE, "movies",
+       R"({"id": "1", "title": "Alpha", "tagline": "First", "original_available": "2001-05-04",
+           "metadata_locked": true, "mapper_id": "1"})"},
+      {VIDEO_TABLE_TVSHOW, "tvshows",
+       R"({"id": "1", "title": "Show One", "original_available": "2010-01-01",
+           "metadata_locked": false, "mapper_id": "6"})"},
+      // A listed episode carries its show's title; the show's mapper id and
+      // date come with GetInfo only.
+      {VIDEO_TABLE_TVSHOW_EPISODE, "episodes",
+       R"({"id": "1", "tvshow_id": "1", "title": "Show One", "tagline": "Pilot",
+           "original_available": "2010-01-01", "season": 1, "episode": 1,
+           "metadata_locked": false, "tvshow_mapper_id": "0", "tvshow_original_available": "",
+           "mapper_id": "7"})"},
+      {VIDEO_TABLE_HOME_VIDEO, "videos",
+       R"({"id": "1", "title": "Birthday", "record_date": "2012-06-01 10:00:00",
+           "mapper_id": "10"})"},
+      {VIDEO_TABLE_TV_RECORD, "recordings",
+       R"({"id": "1", "title": "News", "record_date": "2020-01-01 20:00:00",
+           "channel_name": "Channel 5", "mapper_id": "12"})"}};
+  for (const auto& [type, key, first] : cases) {
+    ASSERT_TRUE(List(type));
+    EXPECT_EQ(answer_.size(), 3u) << key;
+    EXPECT_EQ(answer_["total"].asUInt(), answer_[key].size()) << key;
+    EXPECT_EQ(answer_[key][0], Parse(first)) << answer_.toStyledString();
   }
 }
 
 TEST_F(MetadataListTest, EveryAdditionalPieceWithOneQueryEach) {
-  MarkStatements();
   ASSERT_TRUE(ListMovies(0, 2, "id", ORDER_DIRECTION_ASC, 0x1FF));
   // Page, total and one query per piece, each for the whole page.
   EXPECT_EQ(Statements().size(), 11u) << testing::PrintToString(Statements());
@@ -71,7 +91,7 @@ TEST_F(MetadataListTest, EveryAdditionalPieceWithOneQueryEach) {
   }
   // The episode piece is served for movies too once another piece is asked
   // for; it matches item ids as show ids, so movie 1 shows show 1's episodes.
-  EXPECT_EQ(answer_, Page(5, 2, "movies", Parse(R"([
+  EXPECT_EQ(answer_, Page(5, 2, "movies", R"([
     {"id": "1", "title": "Alpha", "tagline": "First", "original_available": "2001-05-04",
      "metadata_locked": true, "mapper_id": "1", "additional": {
        "summary": "Sum A", "extra": "{\"k\":\"v\"}", "actor": ["Ann Lee", "Bob Roe"],
@@ -90,43 +110,90 @@ TEST_F(MetadataListTest, EveryAdditionalPieceWithOneQueryEach) {
           "video_bitrate": "100", "audio_bitrate": "64", "channel": "2"}]}},
     {"id": "2", "title": "beta", "tagline": "", "original_available": "2003",
      "metadata_locked": false, "mapper_id": "2", "additional": {
-       "actor": ["Ann Lee"], "writer": ["Wes"], "genre": ["Comedy"]}}])")))
+       "actor": ["Ann Lee"], "writer": ["Wes"], "genre": ["Comedy"]}}])"))
       << answer_.toStyledString();
+
+  // Shows find their episodes by show id, the rest by mapper id; a show
+  // that nothing matched gets no "additional" at all.
+  ASSERT_TRUE(List(VIDEO_TABLE_TVSHOW, "", nullptr, nullptr, "", 0x1 | 0x4));
+  EXPECT_TRUE(
+      Received("SELECT * FROM tvshow_episode WHERE tvshow_id in (SELECT id FROM tvshow WHERE id=1 "
+               "or id=2) "));
+  EXPECT_EQ(Column(answer_["tvshows"][0]["additional"]["episode"], "episode"), "1,2");
+  EXPECT_EQ(answer_["tvshows"][0]["additional"]["summary"], Json::Value("Sum Show"));
+  EXPECT_FALSE(answer_["tvshows"][1].isMember("additional"));
+}
+
+TEST_F(MetadataListTest, EachKindSkipsTheAdditionalPiecesThatDoNotApplyToIt) {
+  // Kind, requested pieces and the number of queries they take.
+  const std::tuple<_VIDEO_TABLE_TYPE_, unsigned int, size_t> cases[] = {
+      {VIDEO_TABLE_MOVIE, 0x4, 0},          {VIDEO_TABLE_MOVIE, 0x4 | 0x8, 2},
+      {VIDEO_TABLE_TVSHOW_EPISODE, 0x4, 0}, {VIDEO_TABLE_TVSHOW, 0x8 | 0x100, 0},
+      {VIDEO_TABLE_TVSHOW, 0x2 | 0x8, 2},   {VIDEO_TABLE_HOME_VIDEO, 0x2 | 0x4, 0},
+      {VIDEO_TABLE_HOME_VIDEO, 0x1, 1},     {VIDEO_TABLE_TV_RECORD, 0x200, 0},
+      {VIDEO_TABLE_TV_RECORD, 0x2, 1},      {VIDEO_TABLE_TV_RECORD, 0, 0}};
+  for (const auto& [type, bits, queries] : cases) {
+    Json::Value items = Parse(R"([{"id": "1", "mapper_id": "1"}])");
+    MarkStatements();
+    api_.AdditionalHandler(type, static_cast<_VIDEO_ADDITIONAL_>(bits), gMappingTable[type], items);
+    EXPECT_EQ(Statements().size(), queries) << type << " " << bits;
+  }
+
+  // Items without a decimal id take no part, and a value that is not an
+  // object is not overwritten.
+  Json::Value items = Parse(R"(["not an item", {}, {"id": "1 or 1=1", "mapper_id": "1"},
+    {"id": "5", "mapper_id": "x"}, {"id": 2, "mapper_id": 2, "additional": "kept"}])");
+  MarkStatements();
+  api_.AdditionalHandler(VIDEO_TABLE_MOVIE, VIDEO_ADDITIONAL_ACTOR, "movie", items);
+  EXPECT_EQ(Statements(), std::vector<std::string>{"SELECT * FROM actor WHERE mapper_id in (SELECT "
+                                                   "mapper_id FROM movie WHERE id=5 or id=2) "});
+  EXPECT_EQ(items[4]["additional"], Json::Value("kept"));
+  EXPECT_FALSE(items[2].isMember("additional") || items[3].isMember("additional"));
+
+  // Table names and id conditions stand unquoted in the query: anything but
+  // plain names and "id=<number>" is refused before a query is sent.
+  MarkStatements();
+  Json::Value found(Json::objectValue);
+  api_.SelectAdditional("movie WHERE 1=1) OR (1=1", "actor", {"id=1"}, found);
+  api_.SelectAdditional("movie", "actor a, summary", {"id=1"}, found);
+  api_.SelectAdditional("movie", "actor", {"id=1", "id=1) OR (1=1"}, found);
+  EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
+  EXPECT_EQ(found, Json::Value(Json::objectValue));
 }
 
 TEST_F(MetadataListTest, GetInfoOpensOneItemAndAnEpisodeWithItsShow) {
+  // Of two summaries of one video the later row wins.
+  Exec("INSERT INTO summary(mapper_id, summary) VALUES (1, 'Sum A, revised')");
   Json::Value answer;
   ASSERT_TRUE(api_.GetInfo(VIDEO_TABLE_MOVIE, VIDEO_ADDITIONAL_SUMMARY, "1", answer));
   EXPECT_TRUE(Received("SELECT * FROM movie WHERE movie.id=1 "));
   EXPECT_EQ(answer, Parse(R"({"movies": [{"id": "1", "title": "Alpha", "tagline": "First",
     "original_available": "2001-05-04", "metadata_locked": true, "mapper_id": "1",
-    "additional": {"summary": "Sum A"}}]})"));
+    "additional": {"summary": "Sum A, revised"}}]})"));
 
   ASSERT_TRUE(
       api_.GetInfo(VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_ADDITIONAL_TVSHOW_SUMMARY, "1", answer));
-  EXPECT_EQ(answer, Parse(R"({"episodes": [{"id": "1", "tvshow_id": "1", "title": "Show One",
-    "tagline": "Pilot", "original_available": "2010-01-01", "season": 1, "episode": 1,
-    "metadata_locked": false, "tvshow_mapper_id": "6", "tvshow_original_available": "2010-01-01",
-    "mapper_id": "7", "additional": {"tvshow_summary": "Sum Show",
-    "tvshow_extra": "{\"rating\":\"9\"}"}}]})"));
+  EXPECT_EQ(answer["episodes"][0]["additional"],
+            Parse(R"({"tvshow_summary": "Sum Show", "tvshow_extra": "{\"rating\":\"9\"}"})"));
 
-  // A show without summary or extra gives both keys as null.
-  Exec("INSERT INTO mapper(id, type) VALUES (14, 'tvshow_episode')");
-  Exec(
-      "INSERT INTO tvshow_episode(id, mapper_id, tvshow_id, season, episode) VALUES (3, 14, 2, 1, "
-      "1)");
+  // A show without summary or extra gives both keys as null; without a date
+  // the year stands in.
+  Exec("INSERT INTO mapper(type) VALUES ('tvshow_episode')");
+  Exec("INSERT INTO tvshow_episode(mapper_id, tvshow_id, season, episode) VALUES (14, 2, 1, 1)");
   ASSERT_TRUE(
       api_.GetInfo(VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO, "3", answer));
-  EXPECT_EQ(answer["episodes"][0]["additional"], Parse(R"({"tvshow_extra": null,
-    "tvshow_summary": null})"));
+  EXPECT_EQ(answer, Parse(R"({"episodes": [{"id": "3", "tvshow_id": "2", "title": "Show Two",
+    "tagline": "", "original_available": "0", "season": 1, "episode": 1,
+    "metadata_locked": false, "tvshow_mapper_id": "9", "tvshow_original_available": "2015",
+    "mapper_id": "14", "additional": {"tvshow_extra": null, "tvshow_summary": null}}]})"));
 
-  // No such item, a collection (no item shape), and the quiet failures.
+  // No such item, and a collection, which has no item shape.
   ASSERT_TRUE(api_.GetInfo(VIDEO_TABLE_HOME_VIDEO, VIDEO_ADDITIONAL_NONE, "999", answer));
   EXPECT_EQ(answer, Parse(R"({"videos": []})"));
   ASSERT_TRUE(api_.GetInfo(VIDEO_TABLE_COLLECTION, VIDEO_ADDITIONAL_NONE, "1", answer));
   EXPECT_EQ(answer, Parse(R"({"": []})"));
   MarkStatements();
-  for (const char* id : {"", "1 or 1=1", "1;DELETE FROM movie", " 1", "x"}) {
+  for (const char* id : {"", "1 or 1=1", " 1"}) {
     answer = Json::Value("stale");
     EXPECT_TRUE(api_.GetInfo(VIDEO_TABLE_MOVIE, VIDEO_ADDITIONAL_NONE, id, answer));
     EXPECT_EQ(answer, Json::Value(Json::objectValue)) << id;
@@ -140,17 +207,16 @@ TEST_F(MetadataListTest, BadRequestsFailCleanlyAndChangeNothing) {
   std::string before = Fingerprint();
   // Kinds that are not listed: the answer and the counts stay as they were.
   answer_ = Json::Value("untouched");
-  EXPECT_FALSE(List(VIDEO_TABLE_COLLECTION, ""));
+  EXPECT_FALSE(List(VIDEO_TABLE_COLLECTION));
   EXPECT_FALSE(api_.Search(static_cast<_VIDEO_TABLE_TYPE_>(-3), 0, 10, VIDEO_ADDITIONAL_NONE, "",
                            ORDER_DIRECTION_ASC, Json::Value(), "", "", nullptr, nullptr, nullptr,
                            nullptr, "", answer_, total_, count_));
   EXPECT_EQ(answer_, Json::Value("untouched"));
-  EXPECT_EQ(total_, 77u);
-  EXPECT_EQ(count_, 77u);
+  EXPECT_EQ(std::make_pair(total_, count_), std::make_pair(77ul, 77ul));
 
-  // The server refuses these, a sort key that is not a column name is
+  // The server refuses the offset, a sort key that is not a column name is
   // refused before it could run as SQL, and Search refuses keywords that are
-  // not an object; the answer is the initial one.
+  // not an object; the answer is the empty one.
   const std::function<bool()> refused[] = {
       [&] { return ListMovies(ULONG_MAX, 10, ""); },
       [&] { return ListMovies(0, 10, "no_such_column"); },
@@ -159,11 +225,110 @@ TEST_F(MetadataListTest, BadRequestsFailCleanlyAndChangeNothing) {
   for (const auto& call : refused) {
     answer_ = Json::Value("stale");
     EXPECT_FALSE(call());
-    EXPECT_EQ(answer_, EmptyPage("movies"));
+    EXPECT_EQ(answer_, Page(0, 0, "movies"));
   }
   EXPECT_TRUE(ListMovies(LONG_MAX, LONG_MAX, ""));
   EXPECT_EQ(answer_["movies"], Json::Value(Json::arrayValue));
   EXPECT_EQ(Fingerprint(), before);
+}
+
+TEST_F(MetadataListTest, BrowseListsDistinctNamesAndYearsWithTheUnknownEntry) {
+  auto browse = [&](_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ category, const char* keyword,
+                    unsigned long offset = 0, unsigned long limit = 0,
+                    _ORDER_DIRECTION_ direction = ORDER_DIRECTION_ASC) {
+    count_ = 77;
+    EXPECT_TRUE(api_.CategoryBrowse(type, category, offset, limit, direction, keyword, answer_,
+                                    total_, count_));
+    EXPECT_EQ(std::make_pair(total_, count_), std::make_pair(answer_["total"].asUInt64(), 0ul));
+    return answer_;
+  };
+  // "Ann Lee" is rows 1 and 3; movies 3 and 4 have no actor: the unknown
+  // entry ends every page and is counted.
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, nullptr),
+            Page(4, 4, "metadatas", R"([{"id": "1", "name": "Ann Lee"},
+              {"id": "2", "name": "Bob Roe"}, {"id": "4", "name": "Cara Diaz"}, {}])"));
+  EXPECT_TRUE(
+      Received("SELECT actor, MIN(id) as id FROM actor WHERE mapper_id in ( SELECT id FROM mapper "
+               "WHERE type='movie' )  GROUP BY actor  ORDER BY UPPER(actor) ASC"));
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, nullptr, 1, 1, ORDER_DIRECTION_DESC),
+            Page(4, 3, "metadatas", R"([{"id": "2", "name": "Bob Roe"}, {}])"));
+  // Any keyword, even an empty one, drops the unknown entry; fragments are
+  // literal and ignore letter case.
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, "")["total"].asUInt(), 3u);
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, "AN"),
+            Page(1, 1, "metadatas", R"([{"id": "1", "name": "Ann Lee"}])"));
+  for (const char* literal : {"%", "' OR '1'='1"}) {
+    EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, literal), Page(0, 0, "metadatas"));
+  }
+  EXPECT_EQ(browse(VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_CATEGORY_ACTOR, nullptr),
+            Page(2, 2, "metadatas",
+                 R"([{"id": "5", "name": "Ann Lee"}, {"id": "6", "name": "Dan Fox"}])"));
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_WRITER, "w"),
+            Page(1, 1, "metadatas", R"([{"id": "1", "name": "Wes"}])"));
+  EXPECT_EQ(browse(VIDEO_TABLE_HOME_VIDEO, VIDEO_CATEGORY_DIRECTOR, nullptr),
+            Page(1, 1, "metadatas", "[{}]"));
+  EXPECT_EQ(browse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_YEAR, nullptr, 0, 0, ORDER_DIRECTION_DESC),
+            Page(4, 4, "metadatas", R"([{"id": "2005", "name": "2005"},
+              {"id": "2003", "name": "2003"}, {"id": "2001", "name": "2001"},
+              {"id": "1999", "name": "1999"}])"));
+  // Home videos and recordings by the year of their recording.
+  Exec("INSERT INTO mapper(type) VALUES ('home_video')");
+  Exec("INSERT INTO home_video(mapper_id, title, record_time) VALUES (14, 'Again', '2012-12-31')");
+  EXPECT_EQ(browse(VIDEO_TABLE_HOME_VIDEO, VIDEO_CATEGORY_YEAR, nullptr),
+            Page(2, 2, "metadatas",
+                 R"([{"id": "2012", "name": "2012"}, {"id": "2014", "name": "2014"}])"));
+  EXPECT_EQ(browse(VIDEO_TABLE_TV_RECORD, VIDEO_CATEGORY_YEAR, nullptr, 1, 5),
+            Page(2, 2, "metadatas", R"([{"id": "2021", "name": "2021"}])"));
+
+  // Refused kinds, categories and offsets.
+  for (int type : {0, 6, 99}) {
+    answer_ = Json::Value("stale");
+    EXPECT_FALSE(api_.CategoryBrowse(static_cast<_VIDEO_TABLE_TYPE_>(type), VIDEO_CATEGORY_ACTOR, 0,
+                                     0, ORDER_DIRECTION_ASC, nullptr, answer_, total_, count_));
+    EXPECT_EQ(answer_, Page(0, 0, "metadatas")) << type;
+  }
+  EXPECT_FALSE(api_.CategoryBrowse(VIDEO_TABLE_MOVIE, static_cast<_VIDEO_CATEGORY_>(9), 0, 0,
+                                   ORDER_DIRECTION_ASC, nullptr, answer_, total_, count_));
+  EXPECT_FALSE(api_.CategoryBrowse(VIDEO_TABLE_MOVIE, VIDEO_CATEGORY_ACTOR, ULONG_MAX, 1,
+                                   ORDER_DIRECTION_ASC, nullptr, answer_, total_, count_));
+  EXPECT_EQ(answer_, Page(0, 0, "metadatas"));
+  EXPECT_EQ(std::make_pair(total_, count_), std::make_pair(0ul, 0ul));
+}
+
+TEST_F(MetadataListTest, JsonHelpers) {
+  // Hours wrap at 60 like the minutes.
+  EXPECT_EQ(api_.CreateDurationFormat(4294967295u), "6:28:15");
+
+  // An answer that is no array is left alone rather than thrown at.
+  _VIDEO_INFO_ALL_ row{};
+  Json::Value notAnArray = Parse(R"({"x": 1})");
+  api_.DBdataToMovieArray(row, notAnArray);
+  api_.AppendObjectToArray(Json::Value("a"), notAnArray);
+  EXPECT_EQ(notAnArray, Parse(R"({"x": 1})"));
+
+  // The first item with an id of that decimal value.
+  Json::Value items = Parse(R"([{"title": "no id"}, 5, {"id": 7}, {"id": "7"}])");
+  unsigned int index = 99;
+  EXPECT_TRUE(api_.VerifyExistInJsonArray("7", items, index) && index == 2);
+  EXPECT_FALSE(api_.VerifyExistInJsonArray("07", items, index) ||
+               api_.VerifyExistInJsonArray("7", Parse(R"({"id": "7"})"), index));
+
+  // The scratch file is replaced whole by the styled JSON text.
+  const char kPath[] = "/volume1/@tmp/output";
+  bool madeVolume = mkdir("/volume1", 0755) == 0;
+  bool madeDir = mkdir("/volume1/@tmp", 0755) == 0;
+  bool hadFile = access(kPath, F_OK) == 0;
+  bool writable = static_cast<bool>(std::ofstream(kPath) << "an earlier, longer dump");
+  if (writable) {
+    EXPECT_EQ(api_.WriteJsonToFile(Parse(R"({"movies": [{"id": "1"}]})")), 0);
+    std::stringstream text;
+    text << std::ifstream(kPath).rdbuf();
+    EXPECT_EQ(text.str(), "{\n\t\"movies\" : \n\t[\n\t\t{\n\t\t\t\"id\" : \"1\"\n\t\t}\n\t]\n}\n");
+    if (!hadFile) unlink(kPath);
+  }
+  if (madeDir) rmdir("/volume1/@tmp");
+  if (madeVolume) rmdir("/volume1");
+  if (!writable) GTEST_SKIP() << "cannot write " << kPath;
 }
 
 }  // namespace

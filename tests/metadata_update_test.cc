@@ -1,9 +1,14 @@
-// Updating items in place on the small library of the metadata tests: what
-// each kind takes from an edit, the dates an edit keeps or derives, the name
-// lists replaced whole, and the writes that stay when a later step fails.
+// The edit side's writes and look-ups on the sample library: what each kind
+// takes from an edit, the writes that stay when a later step fails, the
+// season-episode merge of two shows, and values that must never reach the
+// server.
 #include <gtest/gtest.h>
 
+#include <list>
+#include <map>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "support/edit_form.h"
 #include "support/metadata_library.h"
@@ -12,6 +17,8 @@ using namespace LibKinolot;
 
 namespace kinolot_test {
 namespace {
+
+using EpisodeMap = std::map<std::string, std::string>;
 
 class MetadataUpdateTest : public MetadataTest {
  protected:
@@ -37,28 +44,25 @@ TEST_F(MetadataUpdateTest, MovieTakesEveryEditedValue) {
   e.isLock = "false";
   e.summary = "Zoë's \"story\"";
   e.actor = "Zoë Ö|Ann Lee";
-  e.writer = "W1";
   e.genre = "Drama|Comedy";
   e.plusInfo = R"({"rating": "7"})";
   ASSERT_EQ(Update(VIDEO_TABLE_MOVIE, "1", e), 1) << testing::PrintToString(LogLines());
-
   // A bare year gives no release date and the first of January to sort by.
-  EXPECT_EQ(
-      Row("movie", "title, sort_title, tag_line, year, originally_available, sort_time, isLock", 1),
-      "The Return of O'Brien,Return O'Brien ,100% \\Proof\\,2009,2009-01-01 00:00:00,f");
-  EXPECT_EQ(Value("SELECT originally_available IS NULL FROM movie WHERE id = 1"), "t");
-  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 1"), "Zoë's \"story\"");
-  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 1"), R"({"rating": "7"})");
-  EXPECT_EQ(Names("actor", 1), "Zoë Ö|Ann Lee");
-  EXPECT_EQ(Names("writer", 1), "W1");
-  EXPECT_EQ(Names("director", 1), "");  // "Zed" is gone: an empty list is a list
-  EXPECT_EQ(Names("gnere", 1), "Drama|Comedy");
-  // Other videos keep their people.
+  EXPECT_EQ(Row("movie",
+                "title, sort_title, tag_line, year, coalesce(originally_available::text, 'none'),"
+                " sort_time, isLock",
+                1),
+            "The Return of O'Brien,Return O'Brien ,100% \\Proof\\,2009,none,2009-01-01 00:00:00,f");
+  EXPECT_EQ(Value("SELECT summary || plus_info FROM summary JOIN plus_info USING (mapper_id)"
+                  " WHERE mapper_id = 1"),
+            "Zoë's \"story\"{\"rating\": \"7\"}");
+  // Lists are replaced whole: an empty one empties; other videos keep theirs.
+  EXPECT_EQ(Names("actor", 1) + "/" + Names("director", 1) + "/" + Names("gnere", 1),
+            "Zoë Ö|Ann Lee//Drama|Comedy");
   EXPECT_EQ(Names("actor", 2), "Ann Lee");
 
   // Without a date the stored dates stay; a full date sets all three.
   e.date = nullptr;
-  e.title = "Alpha";
   ASSERT_EQ(Update(VIDEO_TABLE_MOVIE, "1", e), 1);
   EXPECT_EQ(Row("movie", "year, sort_time", 1), "2009,2009-01-01 00:00:00");
   e.date = "1999-12-31";
@@ -81,25 +85,30 @@ TEST_F(MetadataUpdateTest, EachKindWritesItsOwnColumns) {
   EXPECT_EQ(
       Row("tvshow_episode", "season, episode, tag_line, year, originally_available, isLock", 1),
       "3,7,Tag,2011,2011-02-03,t");
-  EXPECT_EQ(Names("actor", 7), "Eve");
-  EXPECT_EQ(Row("tvshow", "title", 1), "Show One");
-
+  EXPECT_EQ(Names("actor", 7) + Row("tvshow", "title", 1), "EveShow One");
   ASSERT_EQ(Update(VIDEO_TABLE_TVSHOW, "1", e), 1);
   EXPECT_EQ(Row("tvshow", "title, sort_title, year, isLock", 1), "Renamed,Renamed ,2011,t");
 
   // Home videos and recordings take no lock, no dates and no extra
-  // information; a plus_info text given for them is ignored.
+  // information.
   e.recordTime = "2013-04-05 06:07:08";
   e.plusInfo = "{}";
   ASSERT_EQ(Update(VIDEO_TABLE_HOME_VIDEO, "1", e), 1);
-  EXPECT_EQ(Row("home_video", "title, record_time, isLock", 1), "Renamed,2013-04-05 06:07:08,f");
-  EXPECT_EQ(Names("actor", 10), "Eve");
-  EXPECT_EQ(Value("SELECT count(*) FROM plus_info WHERE mapper_id = 10"), "0");
-
+  EXPECT_EQ(Row("home_video", "title, record_time, isLock", 1) + Names("actor", 10),
+            "Renamed,2013-04-05 06:07:08,fEve");
+  EXPECT_EQ(Count("plus_info WHERE mapper_id = 10"), 0);
   e.channel = "Arte 2";
   ASSERT_EQ(Update(VIDEO_TABLE_TV_RECORD, "1", e), 1);
-  EXPECT_EQ(Row("tv_record", "title, channel_name", 1), "Renamed,Arte 2");
-  EXPECT_EQ(Names("actor", 12), "");
+  EXPECT_EQ(Row("tv_record", "title, channel_name", 1) + Names("actor", 12), "Renamed,Arte 2");
+
+  // The small writers on their own.
+  EXPECT_TRUE(api_.UpdatePlusInfo("6", nullptr));
+  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 6"), "{}");
+  EXPECT_TRUE(api_.UpdateList("actor", "1", "B||A|"));
+  EXPECT_EQ(Names("actor", 1), "B|A");
+  EXPECT_TRUE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", "true"));
+  EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", "maybe; DROP TABLE movie"));
+  EXPECT_EQ(Row("movie", "isLock", 2), "t");
 }
 
 TEST_F(MetadataUpdateTest, RequiredValuesFailAfterTheSummaryIsWritten) {
@@ -108,10 +117,12 @@ TEST_F(MetadataUpdateTest, RequiredValuesFailAfterTheSummaryIsWritten) {
   e.title = "New";
   e.summary = "written anyway";
   e.plusInfo = R"({"x": "1"})";
+  e.actor = "Not Written";
   EXPECT_EQ(Update(VIDEO_TABLE_MOVIE, "1", e), -1);  // no isLock
   EXPECT_EQ(Row("movie", "title, isLock, modify_date", 1), movie);
-  EXPECT_EQ(Value("SELECT summary FROM summary WHERE mapper_id = 1"), "written anyway");
-  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 1"), R"({"x": "1"})");
+  EXPECT_EQ(Value("SELECT summary || plus_info FROM summary JOIN plus_info USING (mapper_id)"
+                  " WHERE mapper_id = 1"),
+            "written anyway{\"x\": \"1\"}");
   EXPECT_EQ(Names("actor", 1), "Ann Lee|Bob Roe");
 
   e.isLock = "false";
@@ -123,41 +134,122 @@ TEST_F(MetadataUpdateTest, RequiredValuesFailAfterTheSummaryIsWritten) {
   // Outside the five kinds only the summary is written; the row update has
   // nothing to set and fails.
   EXPECT_EQ(Update(VIDEO_TABLE_SUMMARY, "1", e), -1);
+  EXPECT_EQ(Row("tvshow", "title", 1) + Row("home_video", "title", 1), "Show OneBirthday");
 }
 
-TEST_F(MetadataUpdateTest, MissingItemsAndBadIdsWriteNothing) {
-  std::string before = Fingerprint() + Value("SELECT max(modify_date) FROM summary");
+TEST_F(MetadataUpdateTest, LookupsFindOneValue) {
+  EXPECT_EQ(api_.GetFieldValueById("movie", "5", "title"), "O'Brien Story");
+  EXPECT_EQ(api_.GetFieldValueByKey("movie", "title", "'O''Brien Story'", "id"), "5");
+  EXPECT_EQ(api_.GetFieldValueById("movie", "99", "title"), "");
+  EXPECT_EQ(api_.GetFieldValueById("movie", "1", "no_such_column"), "");
+
+  std::string id;
+  ASSERT_TRUE(api_.GetIDByVideoID(VIDEO_TABLE_TVSHOW_EPISODE, "3", id));
+  EXPECT_EQ(id, "1");
+  EXPECT_TRUE(
+      Received("SELECT id FROM tvshow_episode WHERE mapper_id IN ( SELECT mapper_id FROM "
+               "video_file WHERE video_file.id=3 )  LIMIT 1 "));
+  EXPECT_TRUE(api_.GetIDByVideoID(VIDEO_TABLE_MOVIE, "3", id)) << "no movie owns the file";
+  EXPECT_EQ(id, "1") << "left as it was";
+
+  // The release date an edit keeps: the one sent, else the stored one of
+  // kinds that have one.
+  const std::tuple<_VIDEO_TABLE_TYPE_, const char*, const char*> dates[] = {
+      {VIDEO_TABLE_MOVIE, "", ""},
+      {VIDEO_TABLE_MOVIE, nullptr, "2001-05-04"},
+      {VIDEO_TABLE_TVSHOW, nullptr, "2010-01-01"},
+      {VIDEO_TABLE_HOME_VIDEO, nullptr, ""}};
+  for (const auto& [type, sent, kept] : dates) {
+    std::string out = "stale";
+    EXPECT_TRUE(api_.GetODate(type, "1", sent, out));
+    EXPECT_EQ(out, kept) << type;
+  }
+  std::string out = "stale";
+  EXPECT_FALSE(api_.GetODate(VIDEO_TABLE_MOVIE, "", "2000-01-01", out));
+  EXPECT_EQ(out, "");
+}
+
+TEST_F(MetadataUpdateTest, BadIdsTablesAndFieldsSendNothing) {
+  std::string before = Fingerprint();
   EditForm e;
   e.title = "X";
   e.isLock = "true";
-  for (const char* id : {"", "99", "1 OR 1=1", "'1'"}) {
+  EXPECT_EQ(Update(VIDEO_TABLE_MOVIE, "99", e), -1);
+  EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "4294967297", "true")) << "not cut to 32 bits";
+  MarkStatements();
+  for (const char* id : {"", "1 OR 1=1", "'1'"}) {
     EXPECT_EQ(Update(VIDEO_TABLE_MOVIE, id, e), -1) << id;
   }
   EXPECT_EQ(Update(static_cast<_VIDEO_TABLE_TYPE_>(42), "1", e), -1);
   EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "1 OR 1=1", "true"));
-  EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "4294967297", "true"));  // not clamped
   EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", ""));
   EXPECT_FALSE(api_.UpdateSummary("", "s"));
   EXPECT_FALSE(api_.UpdatePlusInfo("0 OR 1=1", "{}"));
   EXPECT_FALSE(api_.UpdateList("actor", "", "A"));
   EXPECT_FALSE(api_.UpdateList("", "1", "A"));
-  EXPECT_EQ(Fingerprint() + Value("SELECT max(modify_date) FROM summary"), before);
+  // Look-ups join table, column and value to the statement as they stand.
+  for (const char* value : {"", "5 OR 1=1", "1; DELETE FROM movie", "'Alpha", "'a' OR 'b'='b'"}) {
+    EXPECT_EQ(api_.GetFieldValueByKey("movie", "id", value, "title"), "") << value;
+  }
+  EXPECT_EQ(api_.GetFieldValueByKey("movie; DROP TABLE movie", "id", "1", "title"), "");
+  EXPECT_EQ(api_.GetFieldValueByKey("movie", "", "1", "title"), "");
+  EXPECT_EQ(api_.GetFieldValueByKey("movie", "id", "1", "title, (SELECT 1)"), "");
+  std::string id = "unchanged";
+  for (_VIDEO_TABLE_TYPE_ type :
+       {VIDEO_TABLE_INVALID, VIDEO_TABLE_SUMMARY, VIDEO_TABLE_VIDEO_FILE}) {
+    EXPECT_FALSE(api_.GetIDByVideoID(type, "1", id)) << type;
+  }
+  EXPECT_FALSE(api_.GetIDByVideoID(VIDEO_TABLE_MOVIE, "1 OR 1=1", id));
+  EpisodeMap none;
+  EXPECT_FALSE(api_.GetSeasonEpisodeByTVShowID("1 OR 1=1", none));
+  EXPECT_EQ(id, "unchanged");
+  EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
+  EXPECT_EQ(Fingerprint(), before);
 }
 
-TEST_F(MetadataUpdateTest, SmallWriters) {
-  EXPECT_TRUE(api_.UpdatePlusInfo("6", nullptr));
-  EXPECT_EQ(Value("SELECT plus_info FROM plus_info WHERE mapper_id = 6"), "{}");
+TEST_F(MetadataUpdateTest, EpisodesThatTwoShowsShareBecomeOne) {
+  // Show 2 gets S1E2 (episode 3, two files), S2E1 (4) and S1E1 (5); show 1
+  // has S1E1 (episode 1, mapper 7) and S1E2 (episode 2, mapper 8).
+  Exec(
+      "INSERT INTO mapper(type) VALUES ('tvshow_episode'), ('tvshow_episode'), ('tvshow_episode')");
+  Exec(
+      "INSERT INTO tvshow_episode(mapper_id, tvshow_id, season, episode) VALUES (14, 2, 1, 2),"
+      " (15, 2, 2, 1), (16, 2, 1, 1)");
+  Exec(
+      "INSERT INTO video_file(mapper_id, path) VALUES (14, '/v/a'), (14, '/v/b'), (15, '/v/c'),"
+      " (16, '/v/d')");
+  auto state = [&] {
+    return Value("SELECT string_agg(id || '@' || tvshow_id, ',' ORDER BY id) FROM tvshow_episode") +
+           " " +
+           Value(
+               "SELECT string_agg(mapper_id::text, ',' ORDER BY id) FROM video_file WHERE id > 3");
+  };
+  // A given list is the only source: episode 4 has no counterpart.
+  EpisodeMap moving = {{"4", "2-1"}};
+  EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", &moving), 0);
+  const std::string before = state();
+  EXPECT_EQ(before, "1@1,2@1,3@2,4@2,5@2 14,14,15,16");
+  // Failures stop before anything moves; a listed episode that does not
+  // exist has no mapper id to move files from.
+  for (const auto& [source, target] :
+       {std::make_pair("", "1"), {"2", ""}, {"x", "1"}, {"2", "1; DELETE FROM video_file"}}) {
+    EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler(source, target, nullptr), -1) << target;
+  }
+  for (const char* ghost : {"99", "3 OR 1=1"}) {
+    EpisodeMap bad = {{ghost, "1-1"}};
+    EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", &bad), -1) << ghost;
+  }
+  EXPECT_EQ(state(), before);
 
-  EXPECT_TRUE(api_.UpdateList("actor", "1", ""));
-  EXPECT_EQ(Names("actor", 1), "");
-  EXPECT_TRUE(api_.UpdateList("actor", "1", "B|A"));
-  EXPECT_EQ(Names("actor", 1), "B|A");
-
-  EXPECT_TRUE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", "true"));
-  EXPECT_EQ(Row("movie", "isLock", 2), "t");
-  // A lock that is not a boolean is refused by the database.
-  EXPECT_FALSE(api_.UpdateLock(VIDEO_TABLE_MOVIE, "2", "maybe; DROP TABLE movie"));
-  EXPECT_EQ(Row("movie", "isLock", 2), "t");
+  // Each pair: the source's files go to the target, the source's mapper goes.
+  EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", nullptr), 2);
+  EXPECT_EQ(state(), "1@1,2@1,4@2 8,8,15,7");
+  EXPECT_EQ(Count("mapper WHERE id IN (14, 16)"), 0);
+  EXPECT_TRUE(
+      Received("UPDATE video_file SET mapper_id='8' , modify_date = current_timestamp WHERE "
+               "video_file.mapper_id=14 "));
+  EXPECT_TRUE(Received("DELETE FROM mapper WHERE id = 14"));
+  EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", nullptr), 0) << "nothing left to pair";
 }
 
 }  // namespace

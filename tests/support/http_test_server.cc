@@ -5,38 +5,10 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace kinolot_test {
-namespace {
-
-const char* Reason(int status) {
-  switch (status) {
-    case 200:
-      return "OK";
-    case 301:
-      return "Moved Permanently";
-    case 302:
-      return "Found";
-    case 404:
-      return "Not Found";
-    default:
-      return "Status";
-  }
-}
-
-void SendAll(int socket, const std::string& data) {
-  size_t sent = 0;
-  while (sent < data.size()) {
-    ssize_t n = send(socket, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
-    if (n <= 0) return;  // the client went away; nothing left to do
-    sent += static_cast<size_t>(n);
-  }
-}
-
-}  // namespace
 
 HttpTestServer::HttpTestServer() {
   listener_ = socket(AF_INET, SOCK_STREAM, 0);
@@ -86,12 +58,12 @@ void HttpTestServer::Serve() {
     if (poll(&waiting, 1, 50) <= 0) continue;
     int client = accept(listener_, nullptr, nullptr);
     if (client < 0) continue;
-    Answer(client);
+    Reply(client);
     close(client);
   }
 }
 
-void HttpTestServer::Answer(int client) {
+void HttpTestServer::Reply(int client) {
   std::string request;
   char buffer[4096];
   while (request.find("\r\n\r\n") == std::string::npos && request.size() < 65536) {
@@ -101,38 +73,35 @@ void HttpTestServer::Answer(int client) {
     if (n <= 0) return;
     request.append(buffer, static_cast<size_t>(n));
   }
+  // "<method> <target> HTTP/1.1", then one header per line.
   std::string line = request.substr(0, request.find("\r\n"));
-  std::string method = line.substr(0, line.find(' '));
   size_t targetStart = line.find(' ') + 1;
   std::string target = line.substr(targetStart, line.rfind(' ') - targetStart);
-  std::string path = target.substr(0, target.find('?'));
-
-  HttpRoute route;
-  route.status = 404;
-  route.body = "not found";
+  HttpRoute route{404, {}, "not found"};
   {
     std::lock_guard<std::mutex> lock(mutex_);
     request_lines_.push_back(line);
-    for (size_t at = request.find("\r\n"); at != std::string::npos && at + 2 < request.size();
-         at = request.find("\r\n", at + 2)) {
-      std::string header = request.substr(at + 2, request.find("\r\n", at + 2) - at - 2);
-      if (strncasecmp(header.c_str(), "User-Agent: ", 12) == 0) {
-        user_agents_.push_back(header.substr(12));
-      }
+    for (size_t at = request.find("\r\nUser-Agent: "); at != std::string::npos;
+         at = request.find("\r\nUser-Agent: ", at + 2)) {
+      user_agents_.push_back(request.substr(at + 14, request.find("\r\n", at + 2) - at - 14));
     }
-    auto found = routes_.find(path);
+    auto found = routes_.find(target.substr(0, target.find('?')));
     if (found != routes_.end()) route = found->second;
   }
-
-  std::string response =
-      "HTTP/1.1 " + std::to_string(route.status) + " " + Reason(route.status) + "\r\n";
+  // Clients take no notice of the reason phrase.
+  std::string response = "HTTP/1.1 " + std::to_string(route.status) +
+                         (route.status == 200 ? " OK" : " Other") + "\r\n";
   for (const auto& [name, value] : route.headers) response += name + ": " + value + "\r\n";
   if (route.announce_length) {
     response += "Content-Length: " + std::to_string(route.body.size()) + "\r\n";
   }
   response += "Connection: close\r\n\r\n";
-  if (method != "HEAD") response += route.body;
-  SendAll(client, response);
+  if (line.compare(0, 5, "HEAD ") != 0) response += route.body;
+  for (size_t sent = 0; sent < response.size();) {
+    ssize_t n = send(client, response.data() + sent, response.size() - sent, MSG_NOSIGNAL);
+    if (n <= 0) break;  // the client went away
+    sent += static_cast<size_t>(n);
+  }
   shutdown(client, SHUT_WR);
 }
 

@@ -16,13 +16,25 @@ namespace kinolot_test {
 
 struct HttpRoute {
   int status = 200;
-  // Sent as they stand, e.g. {"Content-Type", "image/jpeg"}, {"Location", "/b"}.
-  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::pair<std::string, std::string>> headers;  // sent as they stand
   std::string body;
-  // Whether a Content-Length header announces the body; without it the body
-  // ends when the connection closes.
+  // Without a Content-Length header the body ends when the connection closes.
   bool announce_length = true;
 };
+
+// A 200 answer with `body` and, unless `type` is "", that Content-Type.
+inline HttpRoute Content(const std::string& type, const std::string& body) {
+  HttpRoute route;
+  if (!type.empty()) route.headers = {{"Content-Type", type}};
+  route.body = body;
+  return route;
+}
+inline HttpRoute Redirect(int status, const std::string& location) {
+  HttpRoute route;
+  route.status = status;
+  route.headers = {{"Location", location}};
+  return route;
+}
 
 class HttpTestServer {
  public:
@@ -32,21 +44,20 @@ class HttpTestServer {
   HttpTestServer(const HttpTestServer&) = delete;
   HttpTestServer& operator=(const HttpTestServer&) = delete;
 
-  // Answers requests for `path` (the request target without its query) with
-  // `route`. Unknown paths get a 404. HEAD requests get the headers only.
+  // Answers requests for `path` (the target without its query) with `route`;
+  // unknown paths get a 404, HEAD requests the headers only.
   void Route(const std::string& path, HttpRoute route);
   // "http://127.0.0.1:<port>" followed by `target`.
   std::string Url(const std::string& target) const;
   int port() const { return port_; }
 
-  // Request lines ("GET /a HTTP/1.1") and User-Agent values received so far,
-  // in order.
+  // Request lines ("GET /a HTTP/1.1") and User-Agent values received so far.
   std::vector<std::string> RequestLines();
   std::vector<std::string> UserAgents();
 
  private:
   void Serve();
-  void Answer(int client);
+  void Reply(int client);
 
   int listener_ = -1;
   int port_ = 0;

@@ -2,8 +2,8 @@
 // SQL through the fixture's own connection before every test, and the
 // fixture that holds it.
 //
-// Ids are given explicitly so that tests can name the rows they expect. The
-// mapper ids:
+// SetUp restarted every id sequence, so rows get ids 1, 2, ... in the order
+// they are listed here. The mapper ids:
 //   1-5   movies: Alpha (locked, dated), beta, "Sale 50% Off", "Sale 500 Off",
 //         "O'Brien Story"
 //   6     TV show "Show One" (show id 1) with episodes 7 (S1E1) and 8 (S1E2)
@@ -14,8 +14,8 @@
 // on movie 1, "Cara Diaz" on movie 5, "Dan Fox" on episode 8; director "Zed"
 // on movie 1; writer "Wes" on movie 2; genres Drama (movies 1 and 5) and
 // Comedy (movie 2). Summaries and extra information for movie 1 and show 1,
-// two files for movie 1 and one for episode 7, and collection 1 "Favs"
-// holding movie 1.
+// two files for movie 1 and one for episode 7, and collection 1 "Favs" of
+// user 1024 holding movie 1.
 #ifndef KINOLOT_TESTS_SUPPORT_METADATA_LIBRARY_H_
 #define KINOLOT_TESTS_SUPPORT_METADATA_LIBRARY_H_
 
@@ -32,70 +32,54 @@ class MetadataTest : public DatabaseTest {
  protected:
   void SetUp() override {
     DatabaseTest::SetUp();
-    AddLibrary();
-  }
-
-  void AddLibrary() {
     Exec(
-        "INSERT INTO mapper(id, type) VALUES (1,'movie'),(2,'movie'),(3,'movie'),(4,'movie'),"
-        "(5,'movie'),(6,'tvshow'),(7,'tvshow_episode'),(8,'tvshow_episode'),(9,'tvshow'),"
-        "(10,'home_video'),(11,'home_video'),(12,'tv_record'),(13,'tv_record')");
+        "INSERT INTO mapper(type) VALUES ('movie'),('movie'),('movie'),('movie'),('movie'),"
+        "('tvshow'),('tvshow_episode'),('tvshow_episode'),('tvshow'),('home_video'),"
+        "('home_video'),('tv_record'),('tv_record')");
     Exec(
-        "INSERT INTO movie(id, mapper_id, title, sort_title, tag_line, year, originally_available,"
-        " sort_time, isLock) VALUES"
-        " (1, 1, 'Alpha', 'alpha', 'First', 2001, '2001-05-04', '2001-05-04', true),"
-        " (2, 2, 'beta', 'Beta', '', 2003, NULL, NULL, false),"
-        " (3, 3, 'Sale 50% Off', 'Sale 50% Off', '', 2003, NULL, NULL, false),"
-        " (4, 4, 'Sale 500 Off', 'Sale 500 Off', '', 2005, NULL, NULL, false),"
-        " (5, 5, 'O''Brien Story', 'OBrien Story', '', 1999, NULL, NULL, false)");
+        "INSERT INTO movie(mapper_id, title, sort_title, tag_line, year, originally_available,"
+        " sort_time, isLock) VALUES (1, 'Alpha', 'alpha', 'First', 2001, '2001-05-04',"
+        " '2001-05-04', true), (2, 'beta', 'Beta', '', 2003, NULL, NULL, false),"
+        " (3, 'Sale 50% Off', 'Sale 50% Off', '', 2003, NULL, NULL, false),"
+        " (4, 'Sale 500 Off', 'Sale 500 Off', '', 2005, NULL, NULL, false),"
+        " (5, 'O''Brien Story', 'OBrien Story', '', 1999, NULL, NULL, false)");
     Exec(
-        "INSERT INTO tvshow(id, mapper_id, title, sort_title, year, originally_available) VALUES"
-        " (1, 6, 'Show One', 'Show One', 2010, '2010-01-01'),"
-        " (2, 9, 'Show Two', 'Show Two', 2015, NULL)");
+        "INSERT INTO tvshow(mapper_id, title, sort_title, year, originally_available) VALUES"
+        " (6, 'Show One', 'Show One', 2010, '2010-01-01'), (9, 'Show Two', 'Show Two', 2015, "
+        "NULL)");
     Exec(
-        "INSERT INTO tvshow_episode(id, mapper_id, tvshow_id, season, episode, tag_line, year,"
-        " originally_available) VALUES"
-        " (1, 7, 1, 1, 1, 'Pilot', 2010, '2010-01-01'),"
-        " (2, 8, 1, 1, 2, '', 2011, NULL)");
+        "INSERT INTO tvshow_episode(mapper_id, tvshow_id, season, episode, tag_line, year,"
+        " originally_available) VALUES (7, 1, 1, 1, 'Pilot', 2010, '2010-01-01'),"
+        " (8, 1, 1, 2, '', 2011, NULL)");
     Exec(
-        "INSERT INTO home_video(id, mapper_id, title, sort_title, record_time) VALUES"
-        " (1, 10, 'Birthday', 'Birthday', '2012-06-01 10:00:00'),"
-        " (2, 11, 'Holiday', 'Holiday', '2014-08-01 09:00:00')");
+        "INSERT INTO home_video(mapper_id, title, sort_title, record_time) VALUES"
+        " (10, 'Birthday', 'Birthday', '2012-06-01 10:00:00'),"
+        " (11, 'Holiday', 'Holiday', '2014-08-01 09:00:00')");
     Exec(
-        "INSERT INTO tv_record(id, mapper_id, title, sort_title, record_time, channel_name) VALUES"
-        " (1, 12, 'News', 'News', '2020-01-01 20:00:00', 'Channel 5'),"
-        " (2, 13, 'Film Night', 'Film Night', '2021-02-02 21:00:00', 'Arte')");
+        "INSERT INTO tv_record(mapper_id, title, sort_title, record_time, channel_name) VALUES"
+        " (12, 'News', 'News', '2020-01-01 20:00:00', 'Channel 5'),"
+        " (13, 'Film Night', 'Film Night', '2021-02-02 21:00:00', 'Arte')");
     Exec(
-        "INSERT INTO actor(id, mapper_id, actor) VALUES (1, 1, 'Ann Lee'), (2, 1, 'Bob Roe'),"
-        " (3, 2, 'Ann Lee'), (4, 5, 'Cara Diaz'), (5, 7, 'Ann Lee'), (6, 8, 'Dan Fox')");
-    Exec("INSERT INTO director(id, mapper_id, director) VALUES (1, 1, 'Zed')");
-    Exec("INSERT INTO writer(id, mapper_id, writer) VALUES (1, 2, 'Wes')");
+        "INSERT INTO actor(mapper_id, actor) VALUES (1, 'Ann Lee'), (1, 'Bob Roe'), (2, 'Ann Lee'),"
+        " (5, 'Cara Diaz'), (7, 'Ann Lee'), (8, 'Dan Fox')");
+    Exec("INSERT INTO director(mapper_id, director) VALUES (1, 'Zed')");
+    Exec("INSERT INTO writer(mapper_id, writer) VALUES (2, 'Wes')");
+    Exec("INSERT INTO gnere(mapper_id, gnere) VALUES (1, 'Drama'), (2, 'Comedy'), (5, 'Drama')");
+    Exec("INSERT INTO summary(mapper_id, summary) VALUES (1, 'Sum A'), (6, 'Sum Show')");
     Exec(
-        "INSERT INTO gnere(id, mapper_id, gnere) VALUES (1, 1, 'Drama'), (2, 2, 'Comedy'),"
-        " (3, 5, 'Drama')");
-    Exec("INSERT INTO summary(id, mapper_id, summary) VALUES (1, 1, 'Sum A'), (2, 6, 'Sum Show')");
+        "INSERT INTO plus_info(mapper_id, plus_info) VALUES (1, '{\"k\":\"v\"}'), (6, "
+        "'{\"rating\":\"9\"}')");
     Exec(
-        "INSERT INTO plus_info(id, mapper_id, plus_info) VALUES (1, 1, '{\"k\":\"v\"}'),"
-        " (2, 6, '{\"rating\":\"9\"}')");
-    Exec(
-        "INSERT INTO video_file(id, mapper_id, path, filesize, duration, container_type,"
-        " video_codec, audio_codec, resolutionX, resolutionY, frame_bitrate, video_bitrate,"
-        " audio_bitrate, channel) VALUES"
-        " (1, 1, '/v/alpha.mkv', 5000000000, 3725, 'mkv', 'h264', 'aac', 1920, 1080, 25, 8000,"
-        " 192, 6),"
-        " (2, 1, '/v/alpha-extra.mkv', 10, 59, 'mkv', 'h264', 'aac', 640, 480, 25, 100, 64, 2),"
-        " (3, 7, '/v/show/s01e01.mp4', 20, 216000, 'mp4', 'hevc', 'ac3', 1280, 720, 24, 900, 96,"
-        " 2)");
-    Exec("INSERT INTO collection(id, uid, title) VALUES (1, 1024, 'Favs')");
-    Exec("INSERT INTO collection_map(id, mapper_id, collection_id) VALUES (1, 1, 1)");
-    // The ids above were given, so the id sequences still stand at 1: move
-    // them past the rows, for the rows that the library itself inserts.
-    Exec(
-        "DO $$ DECLARE t text; BEGIN FOR t IN SELECT unnest(ARRAY['mapper', 'movie', 'tvshow',"
-        " 'tvshow_episode', 'home_video', 'tv_record', 'actor', 'director', 'writer', 'gnere',"
-        " 'summary', 'plus_info', 'video_file', 'collection', 'collection_map']) LOOP"
-        " EXECUTE format('SELECT setval(pg_get_serial_sequence(%L, ''id''),"
-        " (SELECT max(id) FROM %I))', t, t); END LOOP; END $$");
+        "INSERT INTO video_file(mapper_id, path, filesize, duration, container_type, video_codec,"
+        " audio_codec, resolutionX, resolutionY, frame_bitrate, video_bitrate, audio_bitrate,"
+        " channel) VALUES"
+        " (1, '/v/alpha.mkv', 5000000000, 3725, 'mkv', 'h264', 'aac', 1920, 1080, 25, 8000, 192, "
+        "6),"
+        " (1, '/v/alpha-extra.mkv', 10, 59, 'mkv', 'h264', 'aac', 640, 480, 25, 100, 64, 2),"
+        " (7, '/v/show/s01e01.mp4', 20, 216000, 'mp4', 'hevc', 'ac3', 1280, 720, 24, 900, 96, 2)");
+    Exec("INSERT INTO collection(uid, title) VALUES (1024, 'Favs')");
+    Exec("INSERT INTO collection_map(mapper_id, collection_id) VALUES (1, 1)");
+    MarkStatements();
   }
 
   static Json::Value Parse(const std::string& text) {
@@ -103,37 +87,28 @@ class MetadataTest : public DatabaseTest {
     Json::Reader().parse(text, value);
     return value;
   }
-
-  // A paged answer built the way the front end receives it.
+  // A paged answer as the front end receives it; `items` is JSON text.
   static Json::Value Page(unsigned long total, unsigned long offset, const std::string& key,
-                          const Json::Value& items) {
+                          const std::string& items = "[]") {
     Json::Value page(Json::objectValue);
     page["total"] = static_cast<Json::UInt64>(total);
     page["offset"] = static_cast<Json::UInt64>(offset);
-    page[key] = items;
+    page[key] = Parse(items);
     return page;
   }
-  // The answer of a List, Search or browse that found nothing or failed.
-  static Json::Value EmptyPage(const std::string& key) {
-    return Page(0, 0, key, Json::Value(Json::arrayValue));
-  }
-
   // The values of `key` of each element of `items`, in order, joined by ",".
   static std::string Column(const Json::Value& items, const char* key) {
     std::string out;
-    for (const Json::Value& item : items) {
-      if (!out.empty()) out += ",";
-      out += item[key].asString();
-    }
+    for (const Json::Value& item : items) out += (out.empty() ? "" : ",") + item[key].asString();
     return out;
   }
 
-  // List and Search of every row of `type` sorted by id, into answer_,
-  // total_ and count_. The filter arguments keep the APIs' order.
-  bool List(LibKinolot::_VIDEO_TABLE_TYPE_ type, const std::string& showId,
+  // List and Search of `type` sorted by id, into answer_, total_ and count_.
+  // The filter arguments keep the interface's order.
+  bool List(LibKinolot::_VIDEO_TABLE_TYPE_ type, const std::string& showId = "",
             const char* actor = nullptr, const char* director = nullptr,
-            const std::string& year = "") {
-    return api_.List(type, 0, 0, LibKinolot::VIDEO_ADDITIONAL_NONE, "id",
+            const std::string& year = "", unsigned int additional = 0) {
+    return api_.List(type, 0, 0, static_cast<LibKinolot::_VIDEO_ADDITIONAL_>(additional), "id",
                      LibKinolot::ORDER_DIRECTION_ASC, showId, actor, director, nullptr, nullptr,
                      year, answer_, total_, count_);
   }
@@ -145,12 +120,13 @@ class MetadataTest : public DatabaseTest {
                        nullptr, genre, year, answer_, total_, count_);
   }
 
-  // Counts every row of every table, to tell that a read changed nothing.
+  // Row counts and the latest change, to tell that a call changed nothing.
   std::string Fingerprint() {
     return Value(
-        "SELECT (SELECT count(*) FROM mapper) || ',' || (SELECT count(*) FROM movie) || ',' ||"
-        " (SELECT count(*) FROM actor) || ',' || (SELECT count(*) FROM video_file) || ',' ||"
-        " (SELECT max(modify_date) FROM movie)");
+        "SELECT concat_ws(',', (SELECT count(*) FROM mapper), (SELECT count(*) FROM movie),"
+        " (SELECT count(*) FROM actor), (SELECT count(*) FROM video_file),"
+        " (SELECT count(*) FROM collection_map), (SELECT max(modify_date) FROM movie),"
+        " (SELECT max(modify_date) FROM summary))");
   }
 
   LibKinolot::VideoMetadataAPI api_;
