@@ -149,7 +149,8 @@ TEST_F(EpisodeMergeTest, SharedEpisodesGiveTheirFilesToTheTargetAndGo) {
   EXPECT_EQ(FileOwners(), "4:8,5:8,6:15,7:7");
   EXPECT_EQ(EpisodeIds(), "1@1,2@1,4@2");
   EXPECT_EQ(Value("SELECT count(*) FROM mapper WHERE id IN (14, 16)"), "0");
-  // Per pair: both mapper ids, the move of the files, the deletion.
+  // Per pair: both mapper ids, the move of the files and memberships, the
+  // deletion.
   EXPECT_EQ(Statements(),
             (std::vector<std::string>{
                 "SELECT id, season, episode FROM tvshow_episode WHERE tvshow_id=2 ",
@@ -158,11 +159,17 @@ TEST_F(EpisodeMergeTest, SharedEpisodesGiveTheirFilesToTheTargetAndGo) {
                 "SELECT mapper_id FROM tvshow_episode WHERE id=2  LIMIT 1 ",
                 "UPDATE video_file SET mapper_id='8' , modify_date = current_timestamp WHERE "
                 "video_file.mapper_id=14 ",
+                "UPDATE collection_map SET mapper_id = 8 WHERE mapper_id = 14 AND "
+                "collection_id NOT IN (SELECT collection_id FROM collection_map WHERE "
+                "mapper_id = 8)",
                 "DELETE FROM mapper WHERE id = 14",
                 "SELECT mapper_id FROM tvshow_episode WHERE id=5  LIMIT 1 ",
                 "SELECT mapper_id FROM tvshow_episode WHERE id=1  LIMIT 1 ",
                 "UPDATE video_file SET mapper_id='7' , modify_date = current_timestamp WHERE "
                 "video_file.mapper_id=16 ",
+                "UPDATE collection_map SET mapper_id = 7 WHERE mapper_id = 16 AND "
+                "collection_id NOT IN (SELECT collection_id FROM collection_map WHERE "
+                "mapper_id = 7)",
                 "DELETE FROM mapper WHERE id = 16"}));
 
   // Nothing is left to pair: merging again changes nothing.
