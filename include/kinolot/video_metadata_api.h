@@ -245,7 +245,9 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // and sort date as parseYearDate reads them. Required per kind: movies and
   // shows `title` and `isLock`, episodes `isLock` (their title is not
   // changed), home videos `title` and `recordTime`, recordings `title` and
-  // `channelName`. Returns 1, or -1 on any failure, including a missing item.
+  // `channelName`. A date the server would refuse ("2009-02-30") fails the
+  // edit before anything is written. Returns 1, or -1 on any failure,
+  // including a missing item.
   int UpdateHandler(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& title,
                     const std::string& tagLine, const char* date, const std::string& recordTime,
                     const std::string& season, const std::string& episode,
@@ -260,14 +262,15 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // "{}" when it is null. False for a bad mapper id or a failed statement.
   bool UpdatePlusInfo(const std::string& mapperId, const char* plusInfo);
   // Replaces the actor, writer, director and genre lists (in that order) of
-  // item `id` of the table named `table`. Stops with false at the first list
-  // that fails; the lists before it stay replaced.
+  // item `id` of the table named `table` ("movie" to "tv_record"; any other
+  // name gives false before any statement). Stops with false at the first
+  // list that fails; the lists before it stay replaced.
   bool UpdateWDAG(const std::string& table, const std::string& id, const std::string& writer,
                   const std::string& director, const std::string& actor, const std::string& genre);
   // Replaces the entries of `mapperId` in the list table `table` (actor,
   // director, writer, gnere) by the "|"-separated names of `list`, in order;
-  // an empty `list` leaves none. False for an empty table, a bad mapper id or
-  // a failed statement.
+  // an empty `list` leaves none. False, before any statement, for another
+  // table name and a bad mapper id; false for a failed statement.
   bool UpdateList(const std::string& table, const std::string& mapperId, const std::string& list);
   // Sets the lock of item `id` of `type` to `isLock` ("true", "false").
   // False for an empty `isLock`, a bad id or a failed statement.
@@ -391,11 +394,13 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // Edits item `id` of `type`. When no other item of the kind has the
   // edited identity, the item is updated in place (UpdateHandler; recordings
   // always are). Otherwise it is merged into that item, which keeps its own
-  // metadata: its files move there and it is deleted; a show's episodes join
-  // the other show, those both have becoming one. An episode whose show title
-  // and year name no show is re-saved through its files, creating the show;
-  // one that names another show moves into its counterpart there (the old
-  // show going with its last episode) or is re-saved under that show.
+  // metadata: its files and collection memberships move there and it is
+  // deleted; a show's episodes join the other show, those both have becoming
+  // one. An episode whose show title and year name no show is re-saved
+  // through its files, creating the show; one that names another show moves
+  // into its counterpart there (the old show going with its last episode) or
+  // is re-saved under that show, which keeps its own summary, extra
+  // information and dates unless the edit gives new ones.
   // Returns 1, also without writing for types outside 1 to 5, or -1.
   int MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& id, const std::string& title,
                    const std::string& tagLine, const char* date, const std::string& recordTime,

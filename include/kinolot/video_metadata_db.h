@@ -93,8 +93,9 @@ class KINOLOT_EXPORT VideoDB {
   // without running anything. Returns whether it ran.
   bool DeleteDB(const std::string& where);
   // Updates the row whose `keyColumn` equals `keyValue` (a decimal number)
-  // from `fields` (column -> value; values are escaped here, columns are the
-  // library's own and inserted verbatim), and sets modify_date. "season",
+  // from `fields` (column -> value; values are escaped here, columns are
+  // inserted verbatim and must be plain names, else false before anything
+  // runs), and sets modify_date. "season",
   // "episode" and "year" are written as integers, empty dates as NULL, and
   // "isLock" bare (an empty value meaning true; a value that is not a plain
   // word is quoted, so that it can only be a boolean literal). An empty
@@ -106,12 +107,13 @@ class KINOLOT_EXPORT VideoDB {
   bool UpdateDB(const std::string& id, const std::map<std::string, std::string>& fields);
   // Inserts one row per name into the main table, a name list table (actor,
   // director, writer, gnere) whose value column has the table's name. Stops at
-  // the first failure; names inserted before it stay. A `mapperId` that is
-  // not a decimal number (empty included) returns false without running
-  // anything; an empty list returns true.
+  // the first failure; names inserted before it stay. Another main table and
+  // a `mapperId` that is not a decimal number (empty included) return false
+  // without running anything; an empty list returns true.
   bool InsertList(const std::string& mapperId, const std::vector<std::string>& names);
   // Deletes every row of `mapperId` from the main table (a name list table).
-  // A `mapperId` that is not a decimal number (empty included) returns false.
+  // Another main table and a `mapperId` that is not a decimal number (empty
+  // included) return false without running anything.
   bool DeleteList(const std::string& mapperId);
 
   // Lists the videos of every kind in collection `collectionId`, as one

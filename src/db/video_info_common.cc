@@ -4,19 +4,18 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/date_text.h"
 #include "foundation/heap_text.h"
 #include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_info_store.h"
 
 namespace LibKinolot {
-bool IsWellFormedDate(const char (&date)[32]) {
-  size_t length = strnlen(date, sizeof(date));
-  if (length == 0 || length > 29) return false;
-  return strspn(date, "0123456789-:. T+") == length;
+bool IsStorableDate(const char (&date)[32]) {
+  return DateFormOf(date, sizeof(date)) != DateForm::kBad;
 }
 
 std::string QuotedDate(const char (&date)[32]) {
-  if (date[0] == '\0' || !IsWellFormedDate(date)) return "NULL";
+  if (DateFormOf(date, sizeof(date)) != DateForm::kValid) return "NULL";
   return "'" + std::string(date) + "'";
 }
 
@@ -26,7 +25,12 @@ void SetFileRecord(_VIDEO_INFO_* record, const char* path) {
   CopyText(record->path, path);
 }
 
+bool PathFits(const char* path) {
+  return path != nullptr && strnlen(path, sizeof(_VIDEO_INFO_::path)) < sizeof(_VIDEO_INFO_::path);
+}
+
 int FileMapperId(const char* path) {
+  if (!PathFits(path)) return -1;
   _VIDEO_INFO_ record;
   SetFileRecord(&record, path);
   return VideoInfoMapperIDGet(VIDEO_TABLE_VIDEO_FILE, &record);

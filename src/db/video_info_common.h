@@ -18,14 +18,14 @@
 
 namespace LibKinolot {
 
-// Whether `date` (a field of 32 bytes) is a date or timestamp text whose
-// quoted form fits 32 bytes: 1 to 29 of the characters 0-9 - : . T + and
-// blank. Such a text can be put between quotes into SQL as it is.
-bool IsWellFormedDate(const char (&date)[32]);
+// Whether `date` (a field of 32 bytes) can be stored: empty, all zeros (no
+// date) or a calendar date the server takes as it is (DateFormOf). Such a
+// text can be put between quotes into SQL as it is.
+bool IsStorableDate(const char (&date)[32]);
 
 // The value for an "@VEXO:NEVAR" date placeholder: the date between single
-// quotes, or NULL when it is empty. A text that is not well formed also
-// gives NULL, so that it can never become SQL; the public entry points refuse
+// quotes, or NULL when it holds no date. A text that is not valid also gives
+// NULL, so that it can never become SQL; the public entry points refuse
 // such records before they get here.
 std::string QuotedDate(const char (&date)[32]);
 
@@ -34,7 +34,13 @@ std::string QuotedDate(const char (&date)[32]);
 // as "").
 void SetFileRecord(_VIDEO_INFO_* record, const char* path);
 
-// The mapper id that the file row of `path` points at, or -1.
+// Whether `path` is not null and fits a path field with its terminator
+// (at most 4095 bytes). Nothing keyed by a path works on a longer one: cut
+// to the field, it could name another file.
+bool PathFits(const char* path);
+
+// The mapper id that the file row of `path` points at, or -1 (also for a
+// path that does not fit).
 int FileMapperId(const char* path);
 
 // Owns one result of the platform and frees it when it goes.

@@ -54,6 +54,12 @@ bool PathsUnder(const char* folder, std::vector<std::string>* paths) {
   return true;
 }
 
+// The text of a path argument of VideoInfoRename: an absent path reads as
+// "" and so fits; anything else must fit a path field uncut.
+bool RenamePathFits(const char* path) {
+  return path == nullptr || PathFits(path);
+}
+
 }  // namespace
 
 int VideoInfoMapperTypeGet(int mapperId, char* out, size_t capacity) {
@@ -89,7 +95,7 @@ bool VideoInfoIsLock(const char* path) {
 }
 
 int VideoInfoDelete(const char* path, bool force) {
-  if (IsEmpty(path)) {
+  if (IsEmpty(path) || !PathFits(path)) {
     LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
     return -1;
   }
@@ -137,7 +143,9 @@ int VideoInfoDirDelete(const char* dir, bool force) {
 }
 
 int VideoInfoRename(const char* newPath, const char* oldPath) {
-  if (IsEmpty(newPath) && IsEmpty(oldPath)) {
+  // A path cut to its field would name another file, or none: refused.
+  if ((IsEmpty(newPath) && IsEmpty(oldPath)) || !RenamePathFits(newPath) ||
+      !RenamePathFits(oldPath)) {
     LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
     return -1;
   }

@@ -52,7 +52,7 @@ int MapperIdOfTable(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_* info) {
     case VIDEO_TABLE_TV_RECORD:
       // The record time goes in pre-quoted, or as NULL, which never equals
       // anything: a recording without a time is stored anew every time.
-      if (info->record_time[0] != '\0' && !IsWellFormedDate(info->record_time)) {
+      if (!IsStorableDate(info->record_time)) {
         LogError("%s:%d Bad date: %s", kVideoDbSource, __LINE__,
                  FieldText(info->record_time).c_str());
         return -1;

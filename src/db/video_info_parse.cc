@@ -63,8 +63,12 @@ char* parseYearDate(int* year, char* date, char* sortTime, const char* text) {
   if (strptime(work, "%Y", &parsed) != nullptr) {
     // Every leading digit counts, also beyond the four that %Y reads.
     long value = strtol(work, nullptr, 10);
+    // Metadata sources write an unknown date as zeros ("0000",
+    // "0000-00-00"): there is no date at all then.
+    if (value == 0) return nullptr;
     *year = value > INT_MAX ? INT_MAX : value < INT_MIN ? INT_MIN : static_cast<int>(value);
-    snprintf(sortTime, kDateSize, "%d-01-01", *year);
+    // At least four digits: the server reads "5-01-01" as the first of May.
+    snprintf(sortTime, kDateSize, "%04d-01-01", *year);
   }
   memset(&parsed, 0, sizeof(parsed));
   char* end = strptime(work, "%Y-%m-%d", &parsed);

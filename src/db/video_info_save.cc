@@ -23,8 +23,9 @@ int DurationSeconds(float duration) {
   return static_cast<int>(duration);
 }
 
-// Whether every non-empty date of `info` that its kind stores is well
-// formed; logs the first that is not.
+// Whether every date of `info` that its kind stores can be stored; logs the
+// first that cannot. Checked before any statement, so that a date the server
+// would refuse never fails a save halfway.
 bool DatesWellFormed(const _VIDEO_INFO_* info) {
   const char(*dates[4])[32] = {};
   switch (info->type) {
@@ -41,7 +42,7 @@ bool DatesWellFormed(const _VIDEO_INFO_* info) {
       break;
   }
   for (const char(*date)[32] : dates) {
-    if (date != nullptr && (*date)[0] != '\0' && !IsWellFormedDate(*date)) {
+    if (date != nullptr && !IsStorableDate(*date)) {
       LogError("%s:%d Bad date: %s", kVideoDbSource, __LINE__, FieldText(*date).c_str());
       return false;
     }
@@ -59,9 +60,12 @@ int SaveFile(_VIDEO_INFO_VIDEO_FILE_* file) {
   long long filesize = file->filesize;
   int duration = DurationSeconds(file->duration);
   HeapText sql;
+  // The mapper made for a new file; dropped again if the file row is not
+  // stored, since nothing else would ever remove it.
+  int newMapper = -1;
   if (VideoInfoMapperIDGet(VIDEO_TABLE_VIDEO_FILE, file) < 0) {
     // A failed mapper insert shows up as the file insert's failure.
-    int mapperId = VideoInfoMapperSave(file->video_type);
+    newMapper = VideoInfoMapperSave(file->video_type);
     sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "INSERT INTO video_file(mapper_id, path, filesize, frame_bitrate, duration, resolutionX, "
@@ -70,7 +74,7 @@ int SaveFile(_VIDEO_INFO_VIDEO_FILE_* file) {
         "updated)VALUES(@VEXO:INT, '@VEXO:VAR', @VEXO:LLINT, @VEXO:INT, @VEXO:INT, @VEXO:INT, "
         "@VEXO:INT, @VEXO:INT, @VEXO:INT, @VEXO:INT, '@VEXO:VAR', '@VEXO:VAR', @VEXO:INT, "
         "@VEXO:INT, '@VEXO:VAR', @VEXO:INT, @VEXO:INT, @VEXO:INT, '1')",
-        mapperId, path.c_str(), filesize, file->frame_bitrate, duration, file->resolutionX,
+        newMapper, path.c_str(), filesize, file->frame_bitrate, duration, file->resolutionX,
         file->resolutionY, file->audio_bitrate, file->frequency, file->channel, videoCodec.c_str(),
         audioCodec.c_str(), file->video_profile, file->video_level, container.c_str(),
         file->frame_rate_num, file->frame_rate_den, file->video_bitrate));
@@ -91,15 +95,23 @@ int SaveFile(_VIDEO_INFO_VIDEO_FILE_* file) {
   }
   if (!sql) {
     LogFormatFailure(__LINE__);
-    return -1;
-  }
-  ResultOwner result;
-  if (VEXODBExecute(connection, sql.get(), result.out()) == -1) {
+  } else {
+    ResultOwner result;
+    if (VEXODBExecute(connection, sql.get(), result.out()) != -1) return 0;
     LogError("%s (%d) Failed to exec [%s] (%s)", kVideoDbSource, __LINE__, sql.get(),
              VEXODBErrorGet(connection));
-    return -1;
   }
-  return 0;
+  if (newMapper >= 0) VideoInfoMapperDelete(newMapper);
+  return -1;
+}
+
+// Removes the description `id` of kind `type` again when no file shows it,
+// and its show when that was its last episode: what a save leaves behind
+// when linking the file failed.
+void DropUnlinked(_VIDEO_TYPE_ type, int id) {
+  int show = type == VIDEO_TYPE_TVSHOW_EPISODE ? GetTVShowMapperIDFromEpisode(id) : -1;
+  VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_VIDEO_FILE, id);
+  if (show >= 0) VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_TVSHOW, show);
 }
 
 int SaveDescription(const char* path, _VIDEO_INFO_* info) {
@@ -152,6 +164,7 @@ int SaveDescription(const char* path, _VIDEO_INFO_* info) {
   // found again by its identity, yet its file must point at it.
   if (VideoInfoUpdateVideoFile(path, info, id) < 0) {
     LogError("%s:%d VideoInfoUpdateVideoFile failed: %s", kVideoDbSource, __LINE__, path);
+    DropUnlinked(info->type, id);
     return -1;
   }
   return 0;
@@ -168,7 +181,7 @@ int VideoInfoVideoFileSave(_VIDEO_INFO_VIDEO_FILE_* file) {
 }
 
 int VideoInfoSave(const char* path, _VIDEO_INFO_* info) {
-  if (info == nullptr || path == nullptr) {
+  if (info == nullptr || !PathFits(path)) {
     LogError("%s:%d Bad parameter", kVideoDbSource, __LINE__);
     return -1;
   }

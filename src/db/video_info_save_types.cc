@@ -40,16 +40,19 @@ int NewMapper(_VIDEO_TYPE_ kind, int line) {
 
 // Runs the UPDATE or INSERT `sql` that a saver built for its description
 // `id`, then stores the description's side texts: plus_info (when `plusInfo`
-// is given) and summary. Returns `id`, or -1.
-int FinishUpsert(DBConnect_tag* connection, const HeapText& sql, int id,
+// is given) and summary. Returns `id`, or -1; a mapper that the saver
+// `created` for an INSERT that fails goes again, or it would stay forever
+// without a description.
+int FinishUpsert(DBConnect_tag* connection, const HeapText& sql, int id, bool created,
                  const Json::Value* plusInfo, const char (&summary)[4096], int line) {
   if (!sql) {
     LogFormatFailure(line);
-    return -1;
+  } else if (ExecLogged(connection, sql.get(), line)) {
+    SaveSideTexts(id, plusInfo, FieldText(summary));
+    return id;
   }
-  if (!ExecLogged(connection, sql.get(), line)) return -1;
-  SaveSideTexts(id, plusInfo, FieldText(summary));
-  return id;
+  if (created) VideoInfoMapperDelete(id);
+  return -1;
 }
 
 // The connection a saver works on, or null after logging a null record or a
@@ -63,9 +66,10 @@ DBConnect_tag* SaverConnection(const _VIDEO_INFO_* info, int line) {
 }
 
 // Saves the show of the episode `info`: returns its row id (what episodes
-// refer to), or -1.
-int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info) {
+// refer to) and sets `*showMapper`, or returns -1.
+int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info, int* showMapper) {
   int mapperId = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW, info);
+  bool created = mapperId < 0;
   std::string sortTitle = FieldText(info->sort_title);
   std::string available = QuotedDate(info->tvshow_originally_available);
   std::string sortTime = QuotedDate(info->tvshow_sort_time);
@@ -88,13 +92,18 @@ int SaveShow(DBConnect_tag* connection, _VIDEO_INFO_* info) {
         FieldText(info->title).c_str(), sortTitle.c_str(), info->tvshow_year, available.c_str(),
         sortTime.c_str(), mapperId));
   }
+  int showId = -1;
   if (!sql) {
     LogFormatFailure(__LINE__);
+  } else {
+    showId = ReturnedId(connection, sql.get(), __LINE__, "%s:%d Get tvshow_id failed");
+  }
+  if (showId < 0) {
+    if (created) VideoInfoMapperDelete(mapperId);
     return -1;
   }
-  int showId = ReturnedId(connection, sql.get(), __LINE__, "%s:%d Get tvshow_id failed");
-  if (showId < 0) return -1;
   SaveSideTexts(mapperId, &info->tvshow_plus_info, FieldText(info->tvshow_summary));
+  *showMapper = mapperId;
   return showId;
 }
 
@@ -104,10 +113,11 @@ int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
   if (connection == nullptr) return -1;
   _VIDEO_TABLE_TYPE_ table = tvRecord ? VIDEO_TABLE_TV_RECORD : VIDEO_TABLE_HOME_VIDEO;
   int id = VideoInfoMapperIDGet(table, info);
+  bool created = id < 0;
   std::string sortTitle = FieldText(info->sort_title);
   std::string channel = FieldText(info->channel_name);
   HeapText sql;
-  if (id >= 0) {
+  if (!created) {
     if (tvRecord) {
       sql.reset(VEXODBEscapeStringEX3(
           kVexoDBKindPostgreSQL,
@@ -139,7 +149,7 @@ int SaveRecording(_VIDEO_INFO_* info, bool tvRecord) {
           title.c_str(), sortTitle.c_str(), recordTime.c_str(), id));
     }
   }
-  return FinishUpsert(connection, sql, id, nullptr, info->summary, __LINE__);
+  return FinishUpsert(connection, sql, id, created, nullptr, info->summary, __LINE__);
 }
 
 }  // namespace
@@ -148,12 +158,13 @@ int VideoInfoMovieSave(_VIDEO_INFO_* info) {
   DBConnect_tag* connection = SaverConnection(info, __LINE__);
   if (connection == nullptr) return -1;
   int id = VideoInfoMapperIDGet(VIDEO_TABLE_MOVIE, info);
+  bool created = id < 0;
   std::string sortTitle = FieldText(info->sort_title);
   std::string tagLine = FieldText(info->tag_line);
   std::string available = QuotedDate(info->originally_available);
   std::string sortTime = QuotedDate(info->sort_time);
   HeapText sql;
-  if (id >= 0) {
+  if (!created) {
     // Title and year are the identity and stay as they are.
     sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
@@ -176,21 +187,23 @@ int VideoInfoMovieSave(_VIDEO_INFO_* info) {
         FieldText(info->title).c_str(), sortTitle.c_str(), tagLine.c_str(), info->year,
         available.c_str(), sortTime.c_str(), id));
   }
-  return FinishUpsert(connection, sql, id, &info->plus_info, info->summary, __LINE__);
+  return FinishUpsert(connection, sql, id, created, &info->plus_info, info->summary, __LINE__);
 }
 
 int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
   DBConnect_tag* connection = SaverConnection(info, __LINE__);
   if (connection == nullptr) return -1;
-  int showId = SaveShow(connection, info);
+  int showMapper = -1;
+  int showId = SaveShow(connection, info, &showMapper);
   if (showId < 0) return -1;
 
   int id = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW_EPISODE, info);
+  bool created = id < 0;
   std::string tagLine = FieldText(info->tag_line);
   std::string available = QuotedDate(info->originally_available);
   std::string sortTime = QuotedDate(info->sort_time);
   HeapText sql;
-  if (id >= 0) {
+  if (!created) {
     sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "UPDATE tvshow_episode SET tag_line = '@VEXO:VAR', year = @VEXO:INT, "
@@ -199,7 +212,10 @@ int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
         tagLine.c_str(), info->year, available.c_str(), sortTime.c_str(), id));
   } else {
     id = NewMapper(VIDEO_TYPE_TVSHOW_EPISODE, __LINE__);
-    if (id < 0) return -1;
+    if (id < 0) {
+      VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_TVSHOW, showMapper);
+      return -1;
+    }
     sql.reset(VEXODBEscapeStringEX3(
         kVexoDBKindPostgreSQL,
         "INSERT INTO tvshow_episode(season, episode, tag_line, year, originally_available, "
@@ -208,7 +224,10 @@ int VideoInfoTVShowEpisodeSave(_VIDEO_INFO_* info) {
         info->season, info->episode, tagLine.c_str(), info->year, available.c_str(),
         sortTime.c_str(), showId, id));
   }
-  return FinishUpsert(connection, sql, id, &info->plus_info, info->summary, __LINE__);
+  id = FinishUpsert(connection, sql, id, created, &info->plus_info, info->summary, __LINE__);
+  // A show left without episodes (one that this save created) goes as well.
+  if (id < 0) VideoInfoMapperDeleteIfUnused(VIDEO_TYPE_TVSHOW, showMapper);
+  return id;
 }
 
 int VideoInfoHomeVideoSave(_VIDEO_INFO_* info) {

@@ -137,7 +137,7 @@ int ClampToInt(unsigned long value) {
 
 // Name list tables that a search joins; other criteria name a column of the
 // branch itself (such as title).
-bool IsNameListTable(const std::string& name) {
+bool IsJoinedNameTable(const std::string& name) {
   return name == "actor" || name == "director" || name == "writer";
 }
 
@@ -186,7 +186,7 @@ int VideoDB::CollectionGlobalSearch(Json::Value criteria, const std::string& col
   for (const std::string& name : names) {
     const Json::Value& value = static_cast<const Json::Value&>(criteria)[name];
     if (!IsPlainSqlName(name) || !value.isConvertibleTo(Json::stringValue)) continue;
-    if (IsNameListTable(name))
+    if (IsJoinedNameTable(name))
       joins.push_back("LEFT JOIN " + name + " ON mapper.id=" + name + ".mapper_id");
     HeapText escaped(VEXODBEscapeStringEX3(kind, "@VEXO:LVAR", value.asString().c_str()));
     if (!escaped) continue;

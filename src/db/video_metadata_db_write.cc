@@ -10,6 +10,7 @@
 #include "db/video_metadata_db_internal.h"
 #include "foundation/heap_text.h"
 #include "foundation/log.h"
+#include "foundation/sql_words.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
 
@@ -25,9 +26,15 @@ bool IsBareWord(const std::string& text) {
   return !text.empty();
 }
 
-// The name list writes run on the rows of one mapper id, which stands
-// unquoted in their statements: anything but a decimal id is refused.
-bool AcceptMapperId(const std::string& mapperId) {
+// The name list writes run on the rows of one mapper id of one of the four
+// list tables, both standing unquoted in their statements: any other table
+// and anything but a decimal id are refused.
+bool AcceptListRows(const std::string& table, const std::string& mapperId) {
+  if (!IsNameListTable(table)) {
+    LogError("%s:%d Bad parameter: list table [%s]", kVideoMetadataDbSource, __LINE__,
+             table.c_str());
+    return false;
+  }
   if (mapperId.empty()) return false;
   if (!IsDecimalId(mapperId)) {
     LogError("%s:%d Bad parameter: mapper id [%s]", kVideoMetadataDbSource, __LINE__,
@@ -104,6 +111,14 @@ bool VideoDB::DeleteDB(const std::string& where) {
 bool VideoDB::UpdateDBEx(const std::string& keyColumn, const std::string& keyValue,
                          const std::map<std::string, std::string>& fields) {
   if (keyValue.empty()) return false;
+  // Column names stand in the statement as they are: a text that is not a
+  // plain name could carry SQL of its own, and is refused before any runs.
+  bool plainNames = IsPlainSqlName(keyColumn);
+  for (const auto& field : fields) plainNames = plainNames && IsPlainSqlName(field.first);
+  if (!plainNames) {
+    LogError("%s:%d Bad parameter: column name", kVideoMetadataDbSource, __LINE__);
+    return false;
+  }
   SqlText sql;
   printfPQExpBuffer(sql.get(), "UPDATE %s ", table_name.c_str());
   appendPQExpBufferStr(sql.get(), "SET ");
@@ -126,7 +141,7 @@ bool VideoDB::UpdateDB(const std::string& id, const std::map<std::string, std::s
 }
 
 bool VideoDB::InsertList(const std::string& mapperId, const std::vector<std::string>& names) {
-  if (!AcceptMapperId(mapperId)) return false;
+  if (!AcceptListRows(table_name, mapperId)) return false;
   DropResult(this);
   // The list tables name their value column after themselves.
   static const char kInsert[] =
@@ -141,7 +156,7 @@ bool VideoDB::InsertList(const std::string& mapperId, const std::vector<std::str
 }
 
 bool VideoDB::DeleteList(const std::string& mapperId) {
-  if (!AcceptMapperId(mapperId)) return false;
+  if (!AcceptListRows(table_name, mapperId)) return false;
   static const char kDelete[] = "DELETE FROM @VEXO:VAR WHERE mapper_id = @VEXO:VAR";
   HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(connection), kDelete, table_name.c_str(),
                                      mapperId.c_str()));

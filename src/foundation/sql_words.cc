@@ -32,4 +32,8 @@ bool IsSqlLiteral(const std::string& text) {
   return true;
 }
 
+bool IsNameListTable(const std::string& table) {
+  return table == "actor" || table == "director" || table == "writer" || table == "gnere";
+}
+
 }  // namespace LibKinolot

@@ -17,6 +17,11 @@ bool IsPlainSqlName(const std::string& text);
 // stand after "=" without ending the condition it belongs to.
 bool IsSqlLiteral(const std::string& text);
 
+// True for the name of one of the four name list tables: "actor",
+// "director", "writer" and "gnere", each keeping its names in a column of
+// its own name.
+bool IsNameListTable(const std::string& table);
+
 }  // namespace LibKinolot
 
 #endif  // KINOLOT_FOUNDATION_SQL_WORDS_H_

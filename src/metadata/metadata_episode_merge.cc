@@ -1,10 +1,11 @@
 // Merging the episodes of two TV shows: episodes that both shows have under
 // the same season and episode numbers become one, the source episode giving
-// its video files to the target episode and then being deleted.
-#include <cstdlib>
+// its video files and collection memberships to the target episode and then
+// being deleted.
 
 #include "kinolot/video_info_store.h"
 #include "kinolot/video_metadata_api.h"
+#include "metadata/metadata_item_merge.h"
 #include "metadata/metadata_text.h"
 
 namespace LibKinolot {
@@ -36,7 +37,6 @@ int VideoMetadataAPI::MergeTVShowExSEpisodeHandler(
   if (!GetSeasonEpisodeByTVShowID(targetShowId, target)) return -1;
 
   const std::string episodeTable = MetadataTableName(VIDEO_TABLE_TVSHOW_EPISODE);
-  VideoDB files(nullptr, MetadataTableName(VIDEO_TABLE_VIDEO_FILE));
   int merged = 0;
   for (const auto& from : source) {
     for (const auto& to : target) {
@@ -45,12 +45,8 @@ int VideoMetadataAPI::MergeTVShowExSEpisodeHandler(
       std::string sourceMapper = GetFieldValueByKey(episodeTable, "id", from.first, "mapper_id");
       std::string targetMapper = GetFieldValueByKey(episodeTable, "id", to.first, "mapper_id");
       // An episode that could not be looked up leaves its mapper id empty,
-      // which UpdateDBEx refuses: the merge fails before anything moves.
-      if (!files.UpdateDBEx("mapper_id", sourceMapper, {{"mapper_id", targetMapper}})) return -1;
-      if (VideoInfoMapperDelete(static_cast<int>(strtol(sourceMapper.c_str(), nullptr, 10))) ==
-          -1) {
-        return -1;
-      }
+      // which the file move refuses: the merge fails before anything moves.
+      if (MergeItemInto(sourceMapper, targetMapper) == -1) return -1;
       break;
     }
   }

@@ -87,6 +87,30 @@ bool ReadRecord(_VIDEO_TYPE_ type, const std::string& path, _VIDEO_INFO_& record
   return true;
 }
 
+// An edit that moves an episode into another show that exists already
+// leaves that show its own summary, extra information and dates: they are
+// read into `record` in place of those of the show the episode leaves. The
+// edit's own show values, applied after this, still replace them. The show
+// is found by the edited `title` and the year the save will use.
+void TakeExistingShow(VideoMetadataAPI& api, const std::string& title, const char* tvshowDate,
+                      _VIDEO_INFO_& record) {
+  _VIDEO_INFO_ identity;
+  CopyText(identity.title, title.c_str());
+  identity.tvshow_year = tvshowDate != nullptr ? YearOfDate(tvshowDate) : record.tvshow_year;
+  int show = VideoInfoMapperIDGet(VIDEO_TABLE_TVSHOW, &identity);
+  if (show < 0) return;  // a new show: it starts from the old one's values
+  const std::string mapperId = std::to_string(show);
+  auto stored = [&](_VIDEO_TABLE_TYPE_ table, const char* column) {
+    return api.GetFieldValueByKey(MetadataTableName(table), "mapper_id", mapperId, column);
+  };
+  CopyText(record.tvshow_summary, stored(VIDEO_TABLE_SUMMARY, "summary").c_str());
+  record.tvshow_plus_info = stored(VIDEO_TABLE_PLUS_INFO, "plus_info");
+  UnwrapStoredJson(record.tvshow_plus_info);
+  CopyText(record.tvshow_originally_available,
+           stored(VIDEO_TABLE_TVSHOW, "originally_available").c_str());
+  CopyText(record.tvshow_sort_time, stored(VIDEO_TABLE_TVSHOW, "sort_time").c_str());
+}
+
 }  // namespace
 
 bool VideoMetadataAPI::UpdateOrInsertFile(
@@ -138,6 +162,8 @@ bool VideoMetadataAPI::UpdateOrInsertFile(
   // An episode's `title` is the title of its show.
   if (isLock.empty() || title.empty()) return false;
   if (!ReadRecord(VIDEO_TYPE_TVSHOW_EPISODE, path, record)) return false;
+  const bool showChanges = strcasecmp(record.title, title.c_str()) != 0 ||
+                           (tvshowDate != nullptr && YearOfDate(tvshowDate) != record.tvshow_year);
   if (strcasecmp(record.title, title.c_str()) != 0 ||
       (date != nullptr && YearOfDate(date) != record.year)) {
     record.plus_info = Json::Value(Json::objectValue);
@@ -146,6 +172,7 @@ bool VideoMetadataAPI::UpdateOrInsertFile(
   if (record.season != DecimalValue(season) || record.episode != DecimalValue(episode)) {
     record.plus_info = Json::Value(Json::objectValue);
   }
+  if (showChanges) TakeExistingShow(*this, title, tvshowDate, record);
   if (!ParseEditedJson(plusInfo, record.plus_info) ||
       !ParseEditedJson(tvshowPlusInfo, record.tvshow_plus_info)) {
     return false;

@@ -2,8 +2,9 @@
 // item, and MergeHandler behind it. An edit either changes the item in place
 // or, when the edited identity (title and year, title and recording time, or
 // show, season and episode) already belongs to another item of the kind,
-// merges the edited item into that one: its files move over and it is
-// deleted, the surviving item keeping its own metadata.
+// merges the edited item into that one: its files and collection
+// memberships move over and it is deleted, the surviving item keeping its own
+// metadata.
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -11,6 +12,7 @@
 #include "foundation/field_text.h"
 #include "kinolot/video_info_store.h"
 #include "kinolot/video_metadata_api.h"
+#include "metadata/metadata_item_merge.h"
 #include "metadata/metadata_text.h"
 
 namespace LibKinolot {
@@ -21,19 +23,6 @@ namespace {
 std::string MapperIdOfIdentity(_VIDEO_TABLE_TYPE_ table, _VIDEO_INFO_& record) {
   int mapperId = VideoInfoMapperIDGet(table, &record);
   return mapperId < 0 ? std::string() : std::to_string(mapperId);
-}
-
-// Deletes the item of mapper `mapperId` through its mapper record. 1, or -1.
-int DeleteItem(const std::string& mapperId) {
-  return VideoInfoMapperDelete(DecimalValue(mapperId)) == -1 ? -1 : 1;
-}
-
-// Moves every video file of mapper `from` to mapper `to`, then deletes the
-// item of `from`. 1, or -1 when a step failed.
-int MoveFilesAndDelete(const std::string& from, const std::string& to) {
-  VideoDB files(nullptr, MetadataTableName(VIDEO_TABLE_VIDEO_FILE));
-  if (!files.UpdateDBEx("mapper_id", from, {{"mapper_id", to}})) return -1;
-  return DeleteItem(from);
 }
 
 }  // namespace
@@ -126,9 +115,9 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
         if (MergeTVShowExSEpisodeHandler(id, targetId, nullptr) < 0) return -1;
         VideoDB episodes(nullptr, episodeTable);
         if (!episodes.UpdateDBEx("tvshow_id", id, {{"tvshow_id", targetId}})) return -1;
-        return DeleteItem(self);
+        return DeleteMergedItem(self);
       }
-      return MoveFilesAndDelete(self, target);
+      return MergeItemInto(self, target);
     }
     case VIDEO_TABLE_TVSHOW_EPISODE:
       break;
@@ -171,7 +160,7 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
     const std::string target = MapperIdOfIdentity(VIDEO_TABLE_TVSHOW_EPISODE, identity);
     const std::string self = GetFieldValueById(episodeTable, id, "mapper_id");
     if (self.empty()) return -1;
-    if (!target.empty() && target != self) return MoveFilesAndDelete(self, target);
+    if (!target.empty() && target != self) return MergeItemInto(self, target);
 
     if (updateInPlace(VIDEO_TABLE_TVSHOW_EPISODE, id, date, summary, plusInfoOrEmpty) == -1) {
       return -1;
@@ -194,7 +183,7 @@ int VideoMetadataAPI::MergeHandler(_VIDEO_TABLE_TYPE_ type, const std::string& i
   if (merged == 0) return insertThroughFiles();
   // The old show goes with its last episode.
   if (!GetFieldValueByKey(episodeTable, "tvshow_id", showId, "id").empty()) return 1;
-  return DeleteItem(showSelf);
+  return DeleteMergedItem(showSelf);
 }
 
 }  // namespace LibKinolot

@@ -5,6 +5,8 @@
 #include <map>
 #include <string>
 
+#include "foundation/date_text.h"
+#include "foundation/sql_words.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_info_store.h"
 #include "kinolot/video_metadata_api.h"
@@ -20,6 +22,35 @@ std::string SortTitle(const std::string& title) {
   char sortTitle[255];
   filterTitle(sortTitle, title.c_str());
   return sortTitle;
+}
+
+// True for the table of a kind of item (movie to tv_record): the tables
+// whose rows own name lists.
+bool IsItemTable(const std::string& table) {
+  for (unsigned int type = VIDEO_TABLE_MOVIE; type <= VIDEO_TABLE_TV_RECORD; ++type) {
+    if (table == MetadataTableName(type)) return true;
+  }
+  return false;
+}
+
+// Whether the dates an edit of `type` writes are ones the server takes: the
+// release and sort date that `date` gives for movies, shows and episodes,
+// the record time of a home video. Checked before anything is written, so
+// that "2009-02-30" fails the edit instead of its last statement.
+bool EditDatesStorable(_VIDEO_TABLE_TYPE_ type, const char* date, const std::string& recordTime) {
+  if (type == VIDEO_TABLE_HOME_VIDEO) {
+    return recordTime.empty() ||
+           DateFormOf(recordTime.c_str(), recordTime.size() + 1) == DateForm::kValid;
+  }
+  bool dated =
+      type == VIDEO_TABLE_MOVIE || type == VIDEO_TABLE_TVSHOW || type == VIDEO_TABLE_TVSHOW_EPISODE;
+  if (!dated || date == nullptr) return true;
+  int year = 0;
+  char odate[32] = {};
+  char sortTime[32] = {};
+  parseYearDate(&year, odate, sortTime, date);
+  return DateFormOf(odate, sizeof(odate)) != DateForm::kBad &&
+         DateFormOf(sortTime, sizeof(sortTime)) != DateForm::kBad;
 }
 
 // Adds the release date, year and sort date that `date` gives.
@@ -51,7 +82,9 @@ bool VideoMetadataAPI::UpdatePlusInfo(const std::string& mapperId, const char* p
 
 bool VideoMetadataAPI::UpdateList(const std::string& table, const std::string& mapperId,
                                   const std::string& list) {
-  if (table.empty() || !IsDecimalText(mapperId)) return false;
+  // The table stands in the statements as it is: only the four list tables
+  // are ever named, before any connection is opened.
+  if (!IsNameListTable(table) || !IsDecimalText(mapperId)) return false;
   VideoDB db(nullptr, table);
   // The old entries go whole and the new ones come whole, in the order given.
   if (!db.DeleteList(mapperId)) return false;
@@ -62,7 +95,7 @@ bool VideoMetadataAPI::UpdateList(const std::string& table, const std::string& m
 bool VideoMetadataAPI::UpdateWDAG(const std::string& table, const std::string& id,
                                   const std::string& writer, const std::string& director,
                                   const std::string& actor, const std::string& genre) {
-  if (table.empty() || !IsDecimalText(id)) return false;
+  if (!IsItemTable(table) || !IsDecimalText(id)) return false;
   const std::string mapperId = GetFieldValueById(table, id, "mapper_id");
   return UpdateList(MetadataTableName(VIDEO_TABLE_ACTOR), mapperId, actor) &&
          UpdateList(MetadataTableName(VIDEO_TABLE_WRITER), mapperId, writer) &&
@@ -86,7 +119,7 @@ int VideoMetadataAPI::UpdateHandler(_VIDEO_TABLE_TYPE_ type, const std::string& 
                                     const std::string& director, const std::string& writer,
                                     const std::string& genre, const char* plusInfo) {
   const std::string table = MetadataTableName(type);
-  if (!IsDecimalText(id)) return -1;
+  if (!IsDecimalText(id) || !EditDatesStorable(type, date, recordTime)) return -1;
   const std::string mapperId = GetFieldValueById(table, id, "mapper_id");
   // The summary is written first and for every kind; a missing item has no
   // mapper id and fails here, before anything is written.
