@@ -46,7 +46,16 @@ int UsageError(const CLI::App& app, const CLI::Error& error) {
   std::string name;
   const CLI::App* command = Selected(app, name);
   CLI::Formatter formatter;
-  std::cerr << "kinolot: " << error.what() << "\n"
+  std::string message = error.what();
+  // A mistyped command name is left over as an argument, and the parser only
+  // notices that no command was given.
+  std::vector<std::string> left = command->remaining();
+  if (left.empty()) left = app.remaining();  // handed up to the program's own options
+  if (error.get_name() == "RequiredError" && !left.empty() &&
+      !command->get_subcommands({}).empty()) {
+    message = "'" + left.front() + "' is not a command of " + name;
+  }
+  std::cerr << "kinolot: " << message << "\n"
             << formatter.make_usage(command, name) << "Run '" << name
             << " --help' for more information.\n";
   return 2;
