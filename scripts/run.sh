@@ -38,15 +38,16 @@ status=0
 if [ $# -eq 0 ]; then
   samples="$(dirname "$db_dir")/samples"
   "$root/scripts/make-samples.sh" "$samples" >&2
-  "$kinolot" scan --as auto "$samples/Movies" "$samples/TV" --as home "$samples/Home Videos" ||
-    status=$?
+  # Movies and shows are told apart by their names; home videos are not.
+  "$kinolot" scan "$samples/Movies" "$samples/TV" || status=$?
+  [ $status -gt 1 ] || "$kinolot" scan "$samples/Home Videos" --as home || status=$?
 else
   "$kinolot" scan "$@" || status=$?
 fi
 [ $status -le 1 ] || exit $status
 
 for kind in movies shows episodes home recordings; do
-  "$kinolot" list "$kind" --with all
+  "$kinolot" list "$kind" --with summary,actor,director,writer,genre,files,episodes
 done
 echo "Ask for more with $kinolot --help (it uses this database by itself)." >&2
 exit $status

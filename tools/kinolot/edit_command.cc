@@ -30,6 +30,7 @@ struct FieldSpec {
   const char* option;
   const char* help;
   unsigned kinds;
+  const char* type;  // the value's name in the help
 };
 
 constexpr unsigned kMovie = 1u << VIDEO_TABLE_MOVIE;
@@ -40,27 +41,28 @@ constexpr unsigned kRecording = 1u << VIDEO_TABLE_TV_RECORD;
 
 const FieldSpec kFields[] = {
     {"--title", "New title (of an episode: the title of its show)",
-     kMovie | kShow | kEpisode | kHome | kRecording},
-    {"--tagline", "New tag line", kMovie | kEpisode},
-    {"--date", "New release date, YYYY-MM-DD or a year", kMovie | kShow | kEpisode},
-    {"--record-time", "New recording time, \"YYYY-MM-DD HH:MM:SS\"", kHome},
-    {"--season", "New season number", kEpisode},
-    {"--episode", "New episode number", kEpisode},
-    {"--channel", "New channel name", kRecording},
-    {"--summary", "New summary", kMovie | kShow | kEpisode | kHome | kRecording},
-    {"--extra", "New extra information, a JSON object", kMovie | kShow | kEpisode},
-    {"--show-date", "New release date of the episode's show", kEpisode},
-    {"--show-summary", "New summary of the episode's show", kEpisode},
-    {"--show-extra", "New extra information of the episode's show, a JSON object", kEpisode},
+     kMovie | kShow | kEpisode | kHome | kRecording, "TEXT"},
+    {"--tagline", "New tag line", kMovie | kEpisode, "TEXT"},
+    {"--date", "New release date, YYYY-MM-DD or a year", kMovie | kShow | kEpisode, "DATE"},
+    {"--record-time", "New recording time, \"YYYY-MM-DD HH:MM:SS\"", kHome, "TIME"},
+    {"--season", "New season number", kEpisode, "N"},
+    {"--episode", "New episode number", kEpisode, "N"},
+    {"--channel", "New channel name", kRecording, "NAME"},
+    {"--summary", "New summary", kMovie | kShow | kEpisode | kHome | kRecording, "TEXT"},
+    {"--extra", "New extra information, a JSON object", kMovie | kShow | kEpisode, "JSON"},
+    {"--show-date", "New release date of the episode's show", kEpisode, "DATE"},
+    {"--show-summary", "New summary of the episode's show", kEpisode, "TEXT"},
+    {"--show-extra", "New extra information of the episode's show, a JSON object", kEpisode,
+     "JSON"},
 };
 
 // The name lists; each option may be repeated, and each value may also hold
 // several names separated by "|". One empty value empties the list.
 const FieldSpec kLists[] = {
-    {"--actor", "Actor", kMovie | kEpisode | kHome},
-    {"--director", "Director", kMovie | kEpisode | kHome},
-    {"--writer", "Writer", kMovie | kEpisode | kHome},
-    {"--genre", "Genre", kMovie | kEpisode | kHome},
+    {"--actor", "Actor", kMovie | kEpisode | kHome, "NAME"},
+    {"--director", "Director", kMovie | kEpisode | kHome, "NAME"},
+    {"--writer", "Writer", kMovie | kEpisode | kHome, "NAME"},
+    {"--genre", "Genre", kMovie | kEpisode | kHome, "NAME"},
 };
 
 struct EditArgs {
@@ -258,7 +260,8 @@ void AddEditCommand(CLI::App& app) {
       ->required()
       ->check(IdValidator("an id"));
   for (const FieldSpec& spec : kFields) {
-    CLI::Option* option = command->add_option(spec.option, args->fields[spec.option], spec.help);
+    CLI::Option* option = command->add_option(spec.option, args->fields[spec.option], spec.help)
+                              ->type_name(spec.type);
     if (std::string(spec.option) == "--season" || std::string(spec.option) == "--episode") {
       option->check(IdValidator("a number"));
     }

@@ -56,14 +56,17 @@ struct Filters {
     auto add = [&](Filter& filter, const char* name, const char* label) {
       char text[128];
       std::snprintf(text, sizeof(text), help, label);
-      filter.option = command->add_option(name, filter.value, text);
+      filter.option =
+          command->add_option(name, filter.value, text)->type_name(byId ? "ID" : "NAME");
       if (byId) filter.option->check(IdValidator("an id", true));
     };
     add(actor, "--actor", "actor");
     add(director, "--director", "director");
     add(writer, "--writer", "writer");
     add(genre, "--genre", "genre");
-    command->add_option("--year", year, "Only videos of this year")->check(IdValidator("a year"));
+    command->add_option("--year", year, "Only videos of this year")
+        ->type_name("YEAR")
+        ->check(IdValidator("a year"));
   }
 };
 
@@ -81,6 +84,7 @@ void AddListCommand(CLI::App& app) {
       ->required()
       ->check(KindValidator(kAllKinds));
   command->add_option("--show", args->show, "Only the episodes of the TV show of this id")
+      ->type_name("ID")
       ->check(IdValidator("an id"));
   args->filters.Add(command, true);
   AddPageOptions(command, &args->page, true, "none");
@@ -121,12 +125,16 @@ void AddSearchCommand(CLI::App& app) {
   command->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
       ->required()
       ->check(KindValidator(kAllKinds));
-  command->add_option("TEXT", args->text, "Text to find in the titles (any letter case)");
-  command->add_option("--any", args->any,
-                      "Find TEXT in any of these fields instead, comma-separated: title, "
-                      "tag_line, actor, director, writer (movies, shows and home videos)");
-  command->add_option("--channel", args->channel,
-                      "Only recordings whose channel name holds this text");
+  command->add_option("TEXT", args->text, "Text to find in the titles (any letter case)")
+      ->type_name("");
+  command
+      ->add_option("--any", args->any,
+                   "Find TEXT in any of these fields instead, comma-separated: title, "
+                   "tag_line, actor, director, writer (movies, shows and home videos)")
+      ->type_name("FIELDS");
+  command
+      ->add_option("--channel", args->channel, "Only recordings whose channel name holds this text")
+      ->type_name("NAME");
   args->filters.Add(command, false);
   AddPageOptions(command, &args->page, true, "none");
   command->footer(
@@ -181,6 +189,7 @@ void AddInfoCommand(CLI::App& app) {
   command
       ->add_option("--with", args->page.with,
                    "Attach these pieces, comma-separated (see list --help; default: all)")
+      ->type_name("PIECES")
       ->check(AdditionalValidator());
   args->page.with = "all";
   command->footer("Prints {\"<kind>\": [item]}; exit status 1 when no video has the id.");
@@ -225,10 +234,13 @@ void AddBrowseCommand(CLI::App& app) {
           },
           ""));
   args->name_option =
-      command->add_option("--name", args->name, "Only the names that hold this text");
+      command->add_option("--name", args->name, "Only the names that hold this text")
+          ->type_name("TEXT");
   command->add_option("--offset", args->page.offset, "Skip this many entries first")
+      ->type_name("N")
       ->check(CountValidator());
   command->add_option("--limit", args->page.limit, "Print at most this many entries (0: all)")
+      ->type_name("N")
       ->check(CountValidator());
   command->add_flag("--desc", args->page.desc, "Sort in descending order");
   command->footer(

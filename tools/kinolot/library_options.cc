@@ -194,14 +194,17 @@ CLI::Validator CountValidator() {
 
 void AddPageOptions(CLI::App* command, PageOptions* page, bool sortable, const char* defaultWith) {
   command->add_option("--offset", page->offset, "Skip this many items first")
+      ->type_name("N")
       ->check(CountValidator());
   command->add_option("--limit", page->limit, "Print at most this many items (0: all, the default)")
+      ->type_name("N")
       ->check(CountValidator());
   if (sortable) {
     command
         ->add_option("--sort", page->sort,
                      "Sort by this column of the kind's table (title, sort_title, year, "
                      "sort_time, create_date, modify_date, ...)")
+        ->type_name("COLUMN")
         ->check(CLI::Validator(
             [](std::string& text) -> std::string {
               bool plain = !text.empty() && text.size() < 64 &&
@@ -219,6 +222,7 @@ void AddPageOptions(CLI::App* command, PageOptions* page, bool sortable, const c
                                "actor, director, writer, genre, files, collection, show_summary, "
                                "show_extra, all, none (default: ") +
                        defaultWith + ")")
+      ->type_name("PIECES")
       ->check(AdditionalValidator());
   if (page->with.empty()) page->with = defaultWith;
 }

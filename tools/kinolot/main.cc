@@ -61,6 +61,15 @@ int UsageError(const CLI::App& app, const CLI::Error& error) {
   return 2;
 }
 
+// Positional arguments are named by their own names (KIND, ID); a value type
+// after them ("KIND TEXT") says nothing more.
+void PlainPositionals(CLI::App* app) {
+  for (CLI::Option* option : app->get_options()) {
+    if (option->get_positional()) option->type_name("");
+  }
+  for (CLI::App* command : app->get_subcommands({})) PlainPositionals(command);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -82,6 +91,7 @@ int main(int argc, char** argv) {
   kinolot_cli::AddScanCommand(app);
   kinolot_cli::AddLibraryCommands(app);
   kinolot_cli::AddServeCommand(app);
+  PlainPositionals(&app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {
