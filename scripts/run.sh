@@ -39,8 +39,8 @@ if [ $# -eq 0 ]; then
   samples="$(dirname "$db_dir")/samples"
   "$root/scripts/make-samples.sh" "$samples" >&2
   # Movies and shows are told apart by their names; home videos are not.
-  "$kinolot" scan "$samples/Movies" "$samples/TV" || status=$?
-  [ $status -gt 1 ] || "$kinolot" scan "$samples/Home Videos" --as home || status=$?
+  "$kinolot" scan --as auto "$samples/Movies" "$samples/TV" --as home "$samples/Home Videos" ||
+    status=$?
 else
   "$kinolot" scan "$@" || status=$?
 fi
