@@ -1,0 +1,257 @@
+// The shared vocabulary of the read and edit commands; see library_options.h.
+#include "library_options.h"
+
+#include <strings.h>
+
+#include <cctype>
+#include <iostream>
+#include <sstream>
+
+namespace kinolot_cli {
+
+using namespace LibKinolot;
+
+namespace {
+
+struct Name {
+  const char* name;
+  unsigned value;
+};
+
+const Name kKindNames[] = {
+    {"movie", VIDEO_TABLE_MOVIE},
+    {"movies", VIDEO_TABLE_MOVIE},
+    {"tvshow", VIDEO_TABLE_TVSHOW},
+    {"tvshows", VIDEO_TABLE_TVSHOW},
+    {"show", VIDEO_TABLE_TVSHOW},
+    {"shows", VIDEO_TABLE_TVSHOW},
+    {"episode", VIDEO_TABLE_TVSHOW_EPISODE},
+    {"episodes", VIDEO_TABLE_TVSHOW_EPISODE},
+    {"home", VIDEO_TABLE_HOME_VIDEO},
+    {"homevideo", VIDEO_TABLE_HOME_VIDEO},
+    {"homevideos", VIDEO_TABLE_HOME_VIDEO},
+    {"home_video", VIDEO_TABLE_HOME_VIDEO},
+    {"recording", VIDEO_TABLE_TV_RECORD},
+    {"recordings", VIDEO_TABLE_TV_RECORD},
+    {"tv_record", VIDEO_TABLE_TV_RECORD},
+};
+
+// The pieces of additional information, by the key under which an answer
+// carries them, with their plural or longer spellings.
+const Name kPieceNames[] = {
+    {"summary", VIDEO_ADDITIONAL_SUMMARY},
+    {"extra", VIDEO_ADDITIONAL_PLUS_INFO},
+    {"episode", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
+    {"episodes", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
+    {"actor", VIDEO_ADDITIONAL_ACTOR},
+    {"actors", VIDEO_ADDITIONAL_ACTOR},
+    {"director", VIDEO_ADDITIONAL_DIRECTOR},
+    {"directors", VIDEO_ADDITIONAL_DIRECTOR},
+    {"writer", VIDEO_ADDITIONAL_WRITER},
+    {"writers", VIDEO_ADDITIONAL_WRITER},
+    {"genre", VIDEO_ADDITIONAL_GNERE},
+    {"genres", VIDEO_ADDITIONAL_GNERE},
+    {"file", VIDEO_ADDITIONAL_VIDEO_FILE},
+    {"files", VIDEO_ADDITIONAL_VIDEO_FILE},
+    {"collection", VIDEO_ADDITIONAL_COLLECTION},
+    {"collections", VIDEO_ADDITIONAL_COLLECTION},
+    {"show_summary", VIDEO_ADDITIONAL_TVSHOW_SUMMARY},
+    {"show_extra", VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO},
+    {"all", 0x7ff},
+    {"none", VIDEO_ADDITIONAL_NONE},
+};
+
+const Name kCategoryNames[] = {
+    {"actor", VIDEO_CATEGORY_ACTOR},       {"actors", VIDEO_CATEGORY_ACTOR},
+    {"director", VIDEO_CATEGORY_DIRECTOR}, {"directors", VIDEO_CATEGORY_DIRECTOR},
+    {"writer", VIDEO_CATEGORY_WRITER},     {"writers", VIDEO_CATEGORY_WRITER},
+    {"genre", VIDEO_CATEGORY_GENRE},       {"genres", VIDEO_CATEGORY_GENRE},
+    {"year", VIDEO_CATEGORY_YEAR},         {"years", VIDEO_CATEGORY_YEAR},
+};
+
+template <size_t N>
+bool Find(const Name (&names)[N], const std::string& name, unsigned& value) {
+  for (const Name& entry : names) {
+    if (strcasecmp(entry.name, name.c_str()) == 0) {
+      value = entry.value;
+      return true;
+    }
+  }
+  return false;
+}
+
+// The name a user would type for each kind, in messages.
+const char* KindWord(_VIDEO_TABLE_TYPE_ kind) {
+  switch (kind) {
+    case VIDEO_TABLE_MOVIE:
+      return "movies";
+    case VIDEO_TABLE_TVSHOW:
+      return "shows";
+    case VIDEO_TABLE_TVSHOW_EPISODE:
+      return "episodes";
+    case VIDEO_TABLE_HOME_VIDEO:
+      return "home";
+    case VIDEO_TABLE_TV_RECORD:
+      return "recordings";
+    default:
+      return "";
+  }
+}
+
+}  // namespace
+
+const std::vector<_VIDEO_TABLE_TYPE_> kAllKinds = {VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW,
+                                                   VIDEO_TABLE_TVSHOW_EPISODE,
+                                                   VIDEO_TABLE_HOME_VIDEO, VIDEO_TABLE_TV_RECORD};
+const std::vector<_VIDEO_TABLE_TYPE_> kCollectableKinds = {
+    VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_TABLE_HOME_VIDEO, VIDEO_TABLE_TV_RECORD};
+
+void Fail(int status, const std::string& message) {
+  std::cerr << "kinolot: " << message << std::endl;
+  throw CLI::RuntimeError(status);
+}
+
+_VIDEO_TABLE_TYPE_ ParseKind(const std::string& name) {
+  unsigned value = 0;
+  return Find(kKindNames, name, value) ? static_cast<_VIDEO_TABLE_TYPE_>(value)
+                                       : VIDEO_TABLE_INVALID;
+}
+
+std::string KindLabel(_VIDEO_TABLE_TYPE_ kind) {
+  switch (kind) {
+    case VIDEO_TABLE_MOVIE:
+      return "movie";
+    case VIDEO_TABLE_TVSHOW:
+      return "TV show";
+    case VIDEO_TABLE_TVSHOW_EPISODE:
+      return "episode";
+    case VIDEO_TABLE_HOME_VIDEO:
+      return "home video";
+    case VIDEO_TABLE_TV_RECORD:
+      return "recording";
+    default:
+      return "video";
+  }
+}
+
+CLI::Validator KindValidator(const std::vector<_VIDEO_TABLE_TYPE_>& allowed) {
+  std::string words;
+  for (_VIDEO_TABLE_TYPE_ kind : allowed)
+    words += std::string(words.empty() ? "" : ", ") + KindWord(kind);
+  return CLI::Validator(
+      [allowed, words](std::string& text) -> std::string {
+        _VIDEO_TABLE_TYPE_ kind = ParseKind(text);
+        for (_VIDEO_TABLE_TYPE_ ok : allowed) {
+          if (kind == ok) return "";
+        }
+        return "'" + text + "' is not a kind this command takes (" + words + ")";
+      },
+      "");
+}
+
+bool ParseAdditional(const std::string& list, _VIDEO_ADDITIONAL_& mask) {
+  unsigned bits = 0;
+  std::stringstream pieces(list);
+  std::string piece;
+  while (std::getline(pieces, piece, ',')) {
+    unsigned value = 0;
+    if (piece.empty()) continue;
+    if (!Find(kPieceNames, piece, value)) return false;
+    bits |= value;
+  }
+  mask = static_cast<_VIDEO_ADDITIONAL_>(bits);
+  return true;
+}
+
+CLI::Validator AdditionalValidator() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        _VIDEO_ADDITIONAL_ mask;
+        if (ParseAdditional(text, mask)) return "";
+        return "'" + text +
+               "' names no additional information (summary, extra, episodes, actor, director, "
+               "writer, genre, files, collection, show_summary, show_extra, all, none)";
+      },
+      "");
+}
+
+bool ParseCategory(const std::string& name, _VIDEO_CATEGORY_& category) {
+  unsigned value = 0;
+  if (!Find(kCategoryNames, name, value)) return false;
+  category = static_cast<_VIDEO_CATEGORY_>(value);
+  return true;
+}
+
+CLI::Validator CountValidator() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        bool digits = !text.empty() && text.size() <= 9 &&
+                      text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? "" : "'" + text + "' is not a count (a number from 0 to 999999999)";
+      },
+      "");
+}
+
+void AddPageOptions(CLI::App* command, PageOptions* page, bool sortable, const char* defaultWith) {
+  command->add_option("--offset", page->offset, "Skip this many items first")
+      ->type_name("N")
+      ->check(CountValidator());
+  command->add_option("--limit", page->limit, "Print at most this many items (0: all, the default)")
+      ->type_name("N")
+      ->check(CountValidator());
+  if (sortable) {
+    command
+        ->add_option("--sort", page->sort,
+                     "Sort by this column of the kind's table (title, sort_title, year, "
+                     "sort_time, create_date, modify_date, ...)")
+        ->type_name("COLUMN")
+        ->check(CLI::Validator(
+            [](std::string& text) -> std::string {
+              bool plain = !text.empty() && text.size() < 64 &&
+                           text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") ==
+                               std::string::npos &&
+                           !std::isdigit(static_cast<unsigned char>(text[0]));
+              return plain ? "" : "'" + text + "' is not a column name";
+            },
+            ""));
+  }
+  command->add_flag("--desc", page->desc, "Sort in descending order");
+  command
+      ->add_option("--with", page->with,
+                   std::string("Attach these pieces, comma-separated: summary, extra, episodes, "
+                               "actor, director, writer, genre, files, collection, show_summary, "
+                               "show_extra, all, none (default: ") +
+                       defaultWith + ")")
+      ->type_name("PIECES")
+      ->check(AdditionalValidator());
+  if (page->with.empty()) page->with = defaultWith;
+}
+
+_VIDEO_ADDITIONAL_ PiecesOf(_VIDEO_TABLE_TYPE_ kind) {
+  // Every piece but the episodes of a show and the show's own summary and
+  // extra information of an episode.
+  const unsigned own = 0x1fb;
+  switch (kind) {
+    case VIDEO_TABLE_MOVIE:
+      return static_cast<_VIDEO_ADDITIONAL_>(own);
+    case VIDEO_TABLE_TVSHOW:
+      return static_cast<_VIDEO_ADDITIONAL_>(VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
+                                             VIDEO_ADDITIONAL_TVSHOW_EPISODE);
+    case VIDEO_TABLE_TVSHOW_EPISODE:
+      return static_cast<_VIDEO_ADDITIONAL_>(own | VIDEO_ADDITIONAL_TVSHOW_SUMMARY |
+                                             VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO);
+    case VIDEO_TABLE_HOME_VIDEO:
+    case VIDEO_TABLE_TV_RECORD:  // no extra information is stored for these
+      return static_cast<_VIDEO_ADDITIONAL_>(own & ~VIDEO_ADDITIONAL_PLUS_INFO);
+    default:
+      return static_cast<_VIDEO_ADDITIONAL_>(own);  // collection members of every kind
+  }
+}
+
+_VIDEO_ADDITIONAL_ AdditionalOf(const PageOptions& page, _VIDEO_TABLE_TYPE_ kind) {
+  _VIDEO_ADDITIONAL_ mask = VIDEO_ADDITIONAL_NONE;
+  ParseAdditional(page.with, mask);
+  return static_cast<_VIDEO_ADDITIONAL_>(mask & PiecesOf(kind));
+}
+
+}  // namespace kinolot_cli
