@@ -53,14 +53,15 @@ std::string TrimSeparators(const std::string& text) {
 
 // Release tags: where one stands, the title is over.
 const std::set<std::string>& ReleaseTags() {
+  // Words that are also plain English ("web", "complete", "limited") are left
+  // out: "Charlotte's Web" keeps its last word.
   static const std::set<std::string> tags = {
-      "4k",       "uhd",    "bluray",   "blu-ray", "bdrip",  "brrip",    "bdremux", "dvdrip",
-      "dvdscr",   "dvd",    "hdrip",    "webrip",  "web-dl", "webdl",    "web",     "hdtv",
-      "pdtv",     "x264",   "x265",     "h264",    "h265",   "hevc",     "avc",     "xvid",
-      "divx",     "aac",    "ac3",      "eac3",    "dts",    "dts-hd",   "truehd",  "atmos",
-      "ddp5",     "dd5",    "remux",    "proper",  "repack", "extended", "unrated", "limited",
-      "internal", "hdr",    "hdr10",    "dolby",   "10bit",  "8bit",     "multi",   "dual",
-      "subbed",   "dubbed", "complete", "readnfo", "nf",     "amzn",     "dsnp",    "hmax"};
+      "4k",     "uhd",     "bluray",   "blu-ray", "bdrip", "brrip", "bdremux", "dvdrip",
+      "dvdscr", "hdrip",   "webrip",   "web-dl",  "webdl", "hdtv",  "pdtv",    "x264",
+      "x265",   "h264",    "h265",     "hevc",    "xvid",  "divx",  "aac",     "ac3",
+      "eac3",   "dts",     "dts-hd",   "truehd",  "atmos", "ddp5",  "dd5",     "remux",
+      "proper", "repack",  "extended", "unrated", "hdr10", "10bit", "8bit",    "subbed",
+      "dubbed", "readnfo", "amzn",     "dsnp",    "hmax"};
   return tags;
 }
 

@@ -94,6 +94,27 @@ const AVStream* FirstStream(const AVFormatContext* context, AVMediaType type) {
   return nullptr;
 }
 
+// Bytes of `video` and `audio` among the first packets (up to 4 MiB of
+// them) and of all packets read: the shares that split the overall rate when
+// the container keeps no rate per stream.
+struct PacketShares {
+  int64_t video = 0, audio = 0, total = 0;
+};
+
+PacketShares ReadShares(AVFormatContext* context, const AVStream* video, const AVStream* audio) {
+  PacketShares shares;
+  AVPacket* packet = av_packet_alloc();
+  if (packet == nullptr) return shares;
+  while (shares.total < (4 << 20) && av_read_frame(context, packet) >= 0) {
+    if (video && packet->stream_index == video->index) shares.video += packet->size;
+    if (audio && packet->stream_index == audio->index) shares.audio += packet->size;
+    shares.total += packet->size;
+    av_packet_unref(packet);
+  }
+  av_packet_free(&packet);
+  return shares;
+}
+
 // "2019-07-14T10:15:00.000000Z" (UTC, as containers store it) to local time.
 std::string LocalTime(const char* utc) {
   struct tm parts {};
@@ -152,10 +173,17 @@ bool ProbeMedia(const std::string& path, _VIDEO_INFO_* file, MediaTags* tags, st
 
   int64_t video_rate = video ? StreamBitRate(video) : 0;
   int64_t audio_rate = audio ? StreamBitRate(audio) : 0;
-  // Containers that keep no per-stream rate leave the video's to what the
-  // audio does not take of the whole.
+  // Containers that keep no per-stream rate: the video has what the audio
+  // leaves of the whole, or, with neither known, each its share of the data.
   if (video && video_rate <= 0 && overall > 0 && (audio == nullptr || audio_rate > 0)) {
     video_rate = overall - audio_rate;
+  } else if (overall > 0 && ((video && video_rate <= 0) || (audio && audio_rate <= 0))) {
+    PacketShares shares = ReadShares(context.get(), video, audio);
+    if (shares.total > 0) {
+      double per_byte = static_cast<double>(overall) / static_cast<double>(shares.total);
+      if (video && video_rate <= 0) video_rate = static_cast<int64_t>(shares.video * per_byte);
+      if (audio && audio_rate <= 0) audio_rate = static_cast<int64_t>(shares.audio * per_byte);
+    }
   }
   if (video) {
     const AVCodecParameters* codec = video->codecpar;

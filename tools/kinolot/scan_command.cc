@@ -111,8 +111,8 @@ void AddScanCommand(CLI::App& app) {
                        "home or recordings. Give it again before other folders for another "
                        "kind; folders before the first --as take the first.")
           ->check(CLI::IsMember({"auto", "movies", "shows", "home", "recordings"}))
-          ->type_size(1)
           ->expected(1)
+          ->allow_extra_args(false)
           ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   command->add_flag("--json", arguments->json,
                     "Print the summary as JSON: found, added, updated, unchanged, removed, "

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "kinolot/poster_store.h"
+#include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
 #include "media_probe.h"
 #include "video_description.h"
@@ -128,6 +129,10 @@ bool ItemContext::StoreItem(ScanItem* item, std::string* reason) {
   }
   if (!item->describe) return true;
   if (VideoInfoSave(item->found->path.c_str(), &item->info) != 0) {
+    // Outside a batch the file's row is already written; a new file's row
+    // goes again, so that the next scan tries the file anew instead of
+    // taking it for stored.
+    if (!item->stored && !VideoDBBatchIsOpen()) VideoInfoDelete(item->found->path.c_str(), true);
     *reason = kRefused;
     return false;
   }

@@ -54,7 +54,10 @@ std::vector<bool> StoreBatch(std::vector<Item>& items, Store store) {
 class Scanner {
  public:
   Scanner(const ScanOptions& options, ScanSummary* summary)
-      : options_(options), summary_(summary), context_(state_) {}
+      : options_(options),
+        batch_size_(std::max<size_t>(options.batch_size, 1)),
+        summary_(summary),
+        context_(state_) {}
 
   bool Run(std::string* error);
 
@@ -66,6 +69,7 @@ class Scanner {
   void RemoveVanished();
 
   const ScanOptions& options_;
+  size_t batch_size_;
   ScanSummary* summary_;
   ScanState state_;
   ItemContext context_;
@@ -135,8 +139,8 @@ void Scanner::StoreAll() {
   ProgressBar* progress = options_.progress;
   if (progress) progress->Start(pending_.size());
   size_t done = 0;
-  for (size_t first = 0; first < pending_.size(); first += options_.batch_size) {
-    size_t end = std::min(pending_.size(), first + std::max<size_t>(options_.batch_size, 1));
+  for (size_t first = 0; first < pending_.size(); first += batch_size_) {
+    size_t end = std::min(pending_.size(), first + batch_size_);
     std::vector<ScanItem*> batch;
     for (size_t i = first; i < end; ++i) batch.push_back(&pending_[i]);
     std::vector<std::string> reasons(batch.size());
@@ -175,9 +179,9 @@ void Scanner::RemoveVanished() {
     if (!found.count(entry.first) && Vanished(entry.first)) gone.push_back(entry.first);
   }
   std::sort(gone.begin(), gone.end());
-  for (size_t first = 0; first < gone.size(); first += options_.batch_size) {
+  for (size_t first = 0; first < gone.size(); first += batch_size_) {
     std::vector<std::string> batch(
-        gone.begin() + first, gone.begin() + std::min(gone.size(), first + options_.batch_size));
+        gone.begin() + first, gone.begin() + std::min(gone.size(), first + batch_size_));
     std::vector<bool> removed = StoreBatch(
         batch, [](const std::string& path) { return VideoInfoDelete(path.c_str(), false) == 0; });
     for (size_t i = 0; i < batch.size(); ++i) {
