@@ -3,6 +3,10 @@
 
 #include <json/reader.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <sstream>
 
 #include "kinolot/poster_store.h"
@@ -33,14 +37,13 @@ Json::Value Parsed(const Json::Value& stored) {
 }  // namespace
 
 void ItemContext::ReadItem(ScanItem* item) {
-  item->read = true;
   const FoundVideo& found = *item->found;
-  _VIDEO_INFO_& file = item->file;
-  file.Clear();
+  item->records = std::make_unique<ItemRecords>();
+  _VIDEO_INFO_& file = item->records->file;
   file.type = VIDEO_TYPE_VIDEO_FILE;
   file.video_type = item->name.type;
   SetField(file.path, found.path);
-  file.filesize = found.size;
+  file.filesize = item->size;
 
   MediaTags tags;
   std::string error;
@@ -56,12 +59,12 @@ void ItemContext::ReadItem(ScanItem* item) {
   const NfoInfo* show_nfo = item->sidecars.show_nfo.path.empty()
                                 ? nullptr
                                 : ShowNfo(item->sidecars.show_nfo.path, &item->warnings);
-  DescribeVideo(item->name, have_nfo ? &nfo : nullptr, show_nfo, tags, found.mtime_ns, &item->info);
-  // The derived year and dates are what the library compares identities by.
-  FillVideoInfo(&item->info);
+  DescribeVideo(item->name, have_nfo ? &nfo : nullptr, show_nfo, tags, item->mtime_ns,
+                &item->records->info);
 }
 
 const NfoInfo* ItemContext::ShowNfo(const std::string& path, std::vector<PathIssue>* warnings) {
+  std::lock_guard<std::mutex> lock(show_nfos_mutex_);
   auto known = show_nfos_.find(path);
   if (known != show_nfos_.end()) return known->second.get();
   auto nfo = std::make_unique<NfoInfo>();
@@ -89,7 +92,7 @@ void ItemContext::KeepLocked(ScanItem* item) {
   // A file that joins a locked item (a second file of a locked movie, a new
   // episode of a locked show) is linked to it with the item's stored
   // description, read back from one of its files, in place of its own.
-  _VIDEO_INFO_& info = item->info;
+  _VIDEO_INFO_& info = item->records->info;
   int id = VideoInfoMapperIDGet(&info);
   bool whole = id >= 0 && state_.IsLockedItem(id);
   int show = -1;
@@ -122,13 +125,28 @@ void ItemContext::KeepLocked(ScanItem* item) {
 }
 
 bool ItemContext::StoreItem(ScanItem* item, std::string* reason) {
+  // The file was read ahead, perhaps before the batch began. Unchanged since,
+  // what was read is what the batch stamps; changed, it is read again now.
+  struct stat now {};
+  if (stat(item->found->path.c_str(), &now) != 0) {
+    *reason = std::string("gone during the scan: ") + std::strerror(errno);
+    return false;
+  }
+  int64_t mtime_ns = static_cast<int64_t>(now.st_mtim.tv_sec) * 1000000000 + now.st_mtim.tv_nsec;
+  if (now.st_size != item->size || mtime_ns != item->mtime_ns || !item->records) {
+    item->size = now.st_size;
+    item->mtime_ns = mtime_ns;
+    ReadItem(item);
+  }
+  // The derived year and dates are what the library compares identities by.
+  FillVideoInfo(&item->records->info);
   KeepLocked(item);
-  if (VideoInfoVideoFileSave(&item->file) != 0) {
+  if (VideoInfoVideoFileSave(&item->records->file) != 0) {
     *reason = kRefused;
     return false;
   }
   if (!item->describe) return true;
-  if (VideoInfoSave(item->found->path.c_str(), &item->info) != 0) {
+  if (VideoInfoSave(item->found->path.c_str(), &item->records->info) != 0) {
     // Outside a batch the file's row is already written; a new file's row
     // goes again, so that the next scan tries the file anew instead of
     // taking it for stored.
@@ -136,7 +154,9 @@ bool ItemContext::StoreItem(ScanItem* item, std::string* reason) {
     *reason = kRefused;
     return false;
   }
-  item->mapper_id = VideoInfoMapperIDGet(&item->info);
+  // The poster goes to the description's mapper.
+  bool posters = !item->sidecars.poster.path.empty() || !item->sidecars.show_poster.path.empty();
+  if (posters) item->mapper_id = VideoInfoMapperIDGet(&item->records->info);
   return true;
 }
 
@@ -151,7 +171,7 @@ void ItemContext::StorePosters(ScanItem* item) {
     }
   };
   import(item->mapper_id, item->sidecars.poster);
-  if (item->info.type == VIDEO_TYPE_TVSHOW_EPISODE && !item->sidecars.show_poster.path.empty()) {
+  if (item->name.type == VIDEO_TYPE_TVSHOW_EPISODE && !item->sidecars.show_poster.path.empty()) {
     int show = GetTVShowMapperIDFromEpisode(item->mapper_id);
     if (show >= 0 && !state_.IsLockedShow(show) && show_posters_done_.insert(show).second) {
       import(show, item->sidecars.show_poster);

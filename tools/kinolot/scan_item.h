@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,17 +20,23 @@
 
 namespace kinolot_cli {
 
+// What is stored for a file: large records, held only while the file is on
+// its way.
+struct ItemRecords {
+  LibKinolot::_VIDEO_INFO_ file;  // technical data (type 6)
+  LibKinolot::_VIDEO_INFO_ info;  // description
+};
+
 struct ScanItem {
   const FoundVideo* found = nullptr;
   const StoredFile* stored = nullptr;  // null for a file new to the library
   MediaName name;
   Sidecars sidecars;
+  int64_t size = 0, mtime_ns = 0;  // as last seen on disk
 
-  bool read = false;              // ReadItem has run
-  LibKinolot::_VIDEO_INFO_ file;  // technical data (type 6)
-  LibKinolot::_VIDEO_INFO_ info;  // description
-  bool describe = true;           // false: store the file's technical data only
-  bool locked = false;            // the item is locked: its metadata and posters stay
+  std::unique_ptr<ItemRecords> records;  // set by ReadItem
+  bool describe = true;                  // false: store the file's technical data only
+  bool locked = false;                   // the item is locked: its metadata and posters stay
   bool lock_checked = false;
   int mapper_id = -1;  // the description's, once stored
   std::vector<PathIssue> warnings;
@@ -40,13 +47,15 @@ class ItemContext {
  public:
   explicit ItemContext(const ScanState& state) : state_(state) {}
 
-  // Probes the file and reads its sidecars into `item->file` and
-  // `item->info`. Problems become warnings: an unprobeable file keeps what
-  // its name and size tell.
+  // Probes the file and reads its sidecars into `item->records`. Problems
+  // become warnings: an unprobeable file keeps what its name and size tell.
+  // Touches no database, so it may run on another thread than the rest, on
+  // another item.
   void ReadItem(ScanItem* item);
 
-  // Stores the item through the indexing interface. Returns false when the
-  // library refused it; `reason` then says so.
+  // Stores the item through the indexing interface, reading the file again
+  // first when it changed since it was read. Returns false when the library
+  // refused it or the file is gone; `reason` then says so.
   bool StoreItem(ScanItem* item, std::string* reason);
 
   // Stores the item's poster and its show's, unless the library holds them
@@ -58,6 +67,7 @@ class ItemContext {
   void KeepLocked(ScanItem* item);
 
   const ScanState& state_;
+  std::mutex show_nfos_mutex_;
   std::map<std::string, std::unique_ptr<NfoInfo>> show_nfos_;  // null: unreadable
   std::set<int> show_posters_done_;
 };

@@ -12,6 +12,7 @@
 
 #include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
+#include "read_ahead.h"
 #include "scan_item.h"
 #include "scan_state.h"
 #include "video_description.h"
@@ -119,6 +120,8 @@ void Scanner::Sort() {
     item.stored = state_.Find(video.path);
     item.name = NameMedia(video.path, video.kind);
     item.sidecars = sidecars.Find(video.path, item.name, per_folder[FolderOf(video.path)] == 1);
+    item.size = video.size;
+    item.mtime_ns = video.mtime_ns;
     const StoredFile* stored = item.stored;
     if (stored && stored->size == video.size && video.mtime_ns / 1000 <= stored->stored_us &&
         item.sidecars.newest_ns / 1000 <= stored->stored_us) {
@@ -138,34 +141,31 @@ void Scanner::Sort() {
 void Scanner::StoreAll() {
   ProgressBar* progress = options_.progress;
   if (progress) progress->Start(pending_.size());
-  size_t done = 0;
+  // The next batch is probed while this one is stored.
+  ReadAhead ahead(pending_.size(), 2 * batch_size_,
+                  [this](size_t i) { context_.ReadItem(&pending_[i]); });
   for (size_t first = 0; first < pending_.size(); first += batch_size_) {
     size_t end = std::min(pending_.size(), first + batch_size_);
     std::vector<ScanItem*> batch;
     for (size_t i = first; i < end; ++i) batch.push_back(&pending_[i]);
     std::vector<std::string> reasons(batch.size());
-    // Files are read inside the transaction, after it began: the library
-    // stamps what it stores with the transaction's start, so a file changed
-    // while the batch runs is newer than its stamp and is read again next time.
     std::vector<bool> stored = StoreBatch(batch, [&](ScanItem* item) {
-      if (!item->read) {
-        if (progress) progress->Update(done, item->found->path);
-        context_.ReadItem(item);
-        ++done;
-      }
-      return context_.StoreItem(item, &reasons[item - &pending_[first]]);
+      size_t index = item - &pending_[0];
+      ahead.Wait(index);
+      if (progress) progress->Update(index, item->found->path);
+      return context_.StoreItem(item, &reasons[index - first]);
     });
+    ahead.Release(end);
     for (size_t i = 0; i < batch.size(); ++i) {
       ScanItem* item = batch[i];
       if (!stored[i]) {
         summary_->failed.push_back({item->found->path, reasons[i]});
-        continue;
+      } else {
+        context_.StorePosters(item);
+        ++(item->stored ? summary_->updated : summary_->added);
       }
-      context_.StorePosters(item);
-      ++(item->stored ? summary_->updated : summary_->added);
-    }
-    for (ScanItem* item : batch) {
       for (PathIssue& warning : item->warnings) summary_->warnings.push_back(std::move(warning));
+      item->records.reset();
     }
   }
   if (progress) progress->Finish();
@@ -180,8 +180,8 @@ void Scanner::RemoveVanished() {
   }
   std::sort(gone.begin(), gone.end());
   for (size_t first = 0; first < gone.size(); first += batch_size_) {
-    std::vector<std::string> batch(
-        gone.begin() + first, gone.begin() + std::min(gone.size(), first + batch_size_));
+    std::vector<std::string> batch(gone.begin() + first,
+                                   gone.begin() + std::min(gone.size(), first + batch_size_));
     std::vector<bool> removed = StoreBatch(
         batch, [](const std::string& path) { return VideoInfoDelete(path.c_str(), false) == 0; });
     for (size_t i = 0; i < batch.size(); ++i) {
