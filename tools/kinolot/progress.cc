@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <vector>
 
 namespace kinolot_cli {
 namespace {
@@ -19,6 +20,18 @@ std::string Fit(const std::string& text, size_t columns) {
     end = next;
   }
   return text.substr(0, end);
+}
+
+// The end of `text` in at most `columns` columns, "..." marking a cut: the
+// end of a path names the file.
+std::string FitTail(const std::string& text, size_t columns) {
+  std::vector<size_t> starts;  // where each letter begins
+  for (size_t at = 0; at < text.size(); ++at) {
+    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80) starts.push_back(at);
+  }
+  if (starts.size() <= columns) return text;
+  size_t keep = columns > 3 ? columns - 3 : 0;
+  return "..." + text.substr(starts[starts.size() - keep]);
 }
 
 std::string Duration(double seconds) {
@@ -49,7 +62,7 @@ std::string ProgressLine(size_t done, size_t total, double seconds, const std::s
     line = "[" + std::string(filled, '#') + std::string(bar - filled, '.') + "]" + line;
   }
   if (!current.empty() && columns > line.size() + 4) {
-    line += "  " + Fit(current, columns - line.size() - 2);
+    line += "  " + FitTail(current, columns - line.size() - 2);
   }
   return Fit(line, columns);
 }

@@ -12,7 +12,7 @@ namespace kinolot_cli {
 
 // The bar's line, at most `width` columns (at least 20 are assumed): a bar
 // when there is room, "done/total", the rate, the time left when it can be
-// told, and as much of `current` as fits. `current` may hold multi-byte
+// told, and as much of the end of `current` as fits. `current` may hold multi-byte
 // letters; it is never cut inside one.
 std::string ProgressLine(size_t done, size_t total, double seconds, const std::string& current,
                          int width);
