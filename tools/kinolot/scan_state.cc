@@ -41,7 +41,7 @@ bool LoadIds(const char* tables, const char* column, const char* where, std::set
              std::string* error) {
   Handle handle(VideoDBOpenEX(tables, column, where, nullptr, nullptr, -1, -1));
   if (!handle) {
-    *error = DatabaseProblem();
+    DatabaseReachable(error);
     return false;
   }
   while (NextRow(handle)) ids->insert(std::atoi(Field(handle, "mapper_id")));
@@ -62,7 +62,7 @@ bool ScanState::LoadFolder(const std::string& folder, std::string* error) {
   Handle handle(
       VideoDBOpenEX("video_file", columns.c_str(), where.get(), nullptr, nullptr, -1, -1));
   if (!handle) {
-    *error = DatabaseProblem();
+    DatabaseReachable(error);
     return false;
   }
   while (NextRow(handle)) {
@@ -107,15 +107,17 @@ std::string StoredPathOf(int mapper_id, bool of_show) {
   return handle && NextRow(handle) ? Field(handle, "path") : "";
 }
 
-std::string DatabaseProblem() {
+bool DatabaseReachable(std::string* problem) {
   DBConnect_tag* connection = VEXODBConnect(nullptr, "admin", nullptr, "video_metadata");
   if (connection == nullptr) {
     std::string reason = VEXODBErrorGet(nullptr);
     while (!reason.empty() && (reason.back() == '\n' || reason.back() == ' ')) reason.pop_back();
-    return "cannot reach the database video_metadata as user admin: " + reason;
+    *problem = "cannot reach the database video_metadata as user admin: " + reason;
+    return false;
   }
   VEXODBClose(connection);
-  return "the database video_metadata could not be read (details in the system log)";
+  *problem = "the database video_metadata could not be read (details in the system log)";
+  return true;
 }
 
 }  // namespace kinolot_cli

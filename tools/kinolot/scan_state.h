@@ -50,9 +50,10 @@ int64_t PosterStoredAt(int mapper_id);
 // episode file of the show `mapper_id`; empty when there is none.
 std::string StoredPathOf(int mapper_id, bool of_show);
 
-// The library's reason for not reaching its database, naming the server it
-// tried (libpq's own message).
-std::string DatabaseProblem();
+// Whether the database can be reached now. When it cannot, `problem` says
+// why, naming the server tried (libpq's own message); when it can but a
+// statement failed, `problem` points to the system log.
+bool DatabaseReachable(std::string* problem);
 
 }  // namespace kinolot_cli
 

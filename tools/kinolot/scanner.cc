@@ -66,7 +66,7 @@ class Scanner {
   void Walk();
   bool LoadState(std::string* error);
   void Sort();
-  void StoreAll();
+  bool StoreAll(std::string* error);
   void RemoveVanished();
 
   const ScanOptions& options_;
@@ -83,7 +83,7 @@ bool Scanner::Run(std::string* error) {
   Walk();
   if (!LoadState(error)) return false;
   Sort();
-  StoreAll();
+  if (!StoreAll(error)) return false;
   RemoveVanished();
   summary_->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -138,7 +138,7 @@ void Scanner::Sort() {
   }
 }
 
-void Scanner::StoreAll() {
+bool Scanner::StoreAll(std::string* error) {
   ProgressBar* progress = options_.progress;
   if (progress) progress->Start(pending_.size());
   // The next batch is probed while this one is stored.
@@ -156,6 +156,12 @@ void Scanner::StoreAll() {
       return context_.StoreItem(item, &reasons[index - first]);
     });
     ahead.Release(end);
+    // A batch that lost every file may have lost the server: then the scan
+    // ends here, a database error rather than a list of failed files.
+    if (std::find(stored.begin(), stored.end(), true) == stored.end() &&
+        !DatabaseReachable(error)) {
+      return false;
+    }
     for (size_t i = 0; i < batch.size(); ++i) {
       ScanItem* item = batch[i];
       if (!stored[i]) {
@@ -169,6 +175,7 @@ void Scanner::StoreAll() {
     }
   }
   if (progress) progress->Finish();
+  return true;
 }
 
 void Scanner::RemoveVanished() {

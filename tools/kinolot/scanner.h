@@ -30,8 +30,9 @@ struct ScanOptions {
 
 // Scans `options.folders` into the library and tells what it did in
 // `summary`. A file that fails never stops the scan; it is listed in
-// `summary->failed`. Returns false, with the reason in `error`, only when the
-// database cannot be reached or read at the start; nothing is stored then.
+// `summary->failed`. Returns false, with the reason in `error`, when the
+// database cannot be reached or read at the start (nothing is stored then)
+// or is lost during the scan (what was stored before stays).
 bool RunScan(const ScanOptions& options, ScanSummary* summary, std::string* error);
 
 }  // namespace kinolot_cli
