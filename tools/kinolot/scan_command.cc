@@ -69,6 +69,8 @@ void PrintSummary(const ScanSummary& summary, bool json) {
   }
   Json::StreamWriterBuilder writer;
   writer["indentation"] = isatty(STDOUT_FILENO) ? "  " : "";
+  writer["precisionType"] = "decimal";  // seconds to the millisecond
+  writer["precision"] = 3;
   std::cout << Json::writeString(writer, SummaryJson(summary)) << "\n";
 }
 
