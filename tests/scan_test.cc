@@ -1,0 +1,367 @@
+// The media scanner, from names to stored rows: real files generated with
+// ffmpeg, scanned into the real database, and the `kinolot scan` program's
+// exit status and JSON summary.
+#include <json/reader.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "kinolot/poster_store.h"
+#include "media_name.h"
+#include "progress.h"
+#include "scanner.h"
+#include "support/sample_videos.h"
+#include "support/test_database.h"
+#include "video_description.h"
+
+namespace {
+
+using namespace kinolot_cli;
+using namespace kinolot_test;
+using namespace LibKinolot;
+
+TEST(MediaNameTest, RealWorldNames) {
+  struct Case {
+    const char* path;
+    ScanKind kind;
+    _VIDEO_TYPE_ type;
+    const char* title;
+    int year, season, episode;
+    const char* extra;  // the episode's title, or a home video's or recording's date
+  };
+  const auto A = ScanKind::kAuto;
+  const auto M = VIDEO_TYPE_MOVIE, E = VIDEO_TYPE_TVSHOW_EPISODE;
+  const Case cases[] = {
+      {"/m/Title (2009).mkv", A, M, "Title", 2009, 0, 0, ""},
+      {"/m/Title.2009.1080p.BluRay.x264-GRP.mkv", A, M, "Title", 2009, 0, 0, ""},
+      {"/m/Blade Runner 2049 (2017).mkv", A, M, "Blade Runner 2049", 2017, 0, 0, ""},
+      {"/m/2001.A.Space.Odyssey.1968.mkv", A, M, "2001 A Space Odyssey", 1968, 0, 0, ""},
+      {"/m/1917.mkv", A, M, "1917", 0, 0, 0, ""},
+      {"/m/Charlotte's Web.avi", A, M, "Charlotte's Web", 0, 0, 0, ""},
+      {"/m/[GRP] Some_Movie_(1999)_[ABCD1234].mkv", A, M, "Some Movie", 1999, 0, 0, ""},
+      {"/m/Heat (1995)/heat-1080p.mkv", A, M, "Heat", 1995, 0, 0, ""},
+      {"/m/Video 1920x1080.mkv", A, M, "Video 1920x1080", 0, 0, 0, ""},
+      {"/tv/Show - S01E02 - Episode title.mkv", A, E, "Show", 0, 1, 2, "Episode title"},
+      {"/tv/show.name.s1e2.720p.hdtv.x264.mkv", A, E, "show name", 0, 1, 2, ""},
+      {"/tv/Doctor.Who.2005.S01E01.Rose.mkv", A, E, "Doctor Who", 2005, 1, 1, "Rose"},
+      {"/tv/Show 1x02.avi", A, E, "Show", 0, 1, 2, ""},
+      {"/tv/Show (2005)/Season 2/03 - Third.mkv", A, E, "Show", 2005, 2, 3, "Third"},
+      {"/tv/Mr. Robot/Season 01/Mr. Robot - S01E05.mkv", A, E, "Mr. Robot", 0, 1, 5, ""},
+      {"/tv/Show/Specials/Show S00E01E02.mkv", A, E, "Show", 0, 0, 1, ""},
+      {"/x/Show S01E02.mkv", ScanKind::kMovies, M, "Show S01E02", 0, 0, 0, ""},
+      {"/x/Some Show/Pilot.mkv", ScanKind::kShows, E, "Some Show", 0, 0, 0, "Pilot"},
+      {"/h/2019-07-14 Beach_Day.mp4", ScanKind::kHome, VIDEO_TYPE_HOME_VIDEO, "Beach Day", 0, 0, 0,
+       "2019-07-14"},
+      {"/r/News_20190714_2015.ts", ScanKind::kRecordings, VIDEO_TYPE_TV_RECORD, "News", 0, 0, 0,
+       "2019-07-14 20:15:00"},
+  };
+  for (const Case& c : cases) {
+    MediaName name = NameMedia(c.path, c.kind);
+    EXPECT_EQ(name.type, c.type) << c.path;
+    EXPECT_EQ(name.title, c.title) << c.path;
+    EXPECT_EQ(name.year, c.year) << c.path;
+    EXPECT_EQ(name.season, c.season) << c.path;
+    EXPECT_EQ(name.episode, c.episode) << c.path;
+    EXPECT_EQ(c.type == E ? name.episode_title : name.date, c.extra) << c.path;
+  }
+}
+
+TEST(ProgressLineTest, FitsTheTerminalShowingTheEndOfThePath) {
+  std::string current = "/v/Amélie (2001) – Ünïcödé.mkv";
+  for (int width : {20, 40, 61, 120}) {
+    std::string line = ProgressLine(3, 10, 1.5, current, width);
+    size_t letters = 0;
+    for (unsigned char c : line) letters += (c & 0xC0) != 0x80;
+    EXPECT_LE(letters, static_cast<size_t>(width)) << line;
+    EXPECT_TRUE(IsUtf8(line)) << line;
+    EXPECT_NE(line.find("3/10"), std::string::npos) << line;
+    const std::string tail = "Ünïcödé.mkv";
+    if (width >= 61) {
+      EXPECT_EQ(line.substr(line.size() - tail.size()), tail) << line;
+    }
+  }
+  EXPECT_NE(ProgressLine(3, 10, 1.5, current, 120).find("0:04 left"), std::string::npos);
+}
+
+class ScanTest : public DatabaseTest {
+ protected:
+  void TearDown() override {
+    Exec("SET client_min_messages = warning");
+    Exec("DROP TRIGGER IF EXISTS refuse ON movie");
+    DatabaseTest::TearDown();
+  }
+
+  ScanSummary Scan(std::vector<ScanFolder> folders, size_t batch_size = 200) {
+    ScanOptions options;
+    options.folders = std::move(folders);
+    options.batch_size = batch_size;
+    ScanSummary summary;
+    std::string error;
+    EXPECT_TRUE(RunScan(options, &summary, &error)) << error;
+    return summary;
+  }
+  ScanSummary Scan() { return Scan({{dir_.path(), ScanKind::kAuto}}); }
+
+  std::string Place(Sample sample, const std::string& name, bool copy = false) {
+    std::string path = dir_.path() + "/" + name;
+    EXPECT_TRUE(PlaceSample(sample, path, copy)) << path;
+    return path;
+  }
+  std::string Write(const std::string& name, const std::string& text) {
+    std::string path = dir_.path() + "/" + name;
+    std::ofstream(path) << text;
+    return path;
+  }
+  // Movie titles are refused by the server from now on to the test's end.
+  void RefuseTitle(const std::string& title) {
+    Exec(
+        "CREATE OR REPLACE FUNCTION refuse_title() RETURNS trigger AS $$ BEGIN "
+        "IF NEW.title = '" +
+        title +
+        "' THEN RAISE EXCEPTION 'refused'; END IF; "
+        "RETURN NEW; END $$ LANGUAGE plpgsql");
+    Exec(
+        "CREATE TRIGGER refuse BEFORE INSERT ON movie FOR EACH ROW EXECUTE FUNCTION "
+        "refuse_title()");
+  }
+  // Every row a scan could write, in a stable order.
+  Rows Everything() {
+    Rows all;
+    for (const char* table :
+         {"mapper", "video_file", "movie", "tvshow", "tvshow_episode", "home_video", "tv_record",
+          "summary", "plus_info", "actor", "gnere", "poster"}) {
+      for (Row& row : Query(std::string("SELECT * FROM ") + table + " ORDER BY id")) {
+        row.insert(row.begin(), table);
+        all.push_back(row);
+      }
+    }
+    return all;
+  }
+
+  TempFolder dir_;
+};
+
+TEST_F(ScanTest, StoresProbedDataAndUnprobeableFilesByName) {
+  Place(Sample::kMatroskaH264, "A (2001).mkv");
+  Place(Sample::kMp4Mpeg4, "B (2002).mp4");
+  Place(Sample::kMpegTs, "C (2003).ts");
+  std::string broken = Place(Sample::kTruncated, "Broken (2010).mp4");
+  std::string text = Write("Notes (2011).avi", "not a video\n");
+  ScanSummary summary = Scan();
+  EXPECT_EQ(summary.found, 5);
+  EXPECT_EQ(summary.added, 5);
+  EXPECT_TRUE(summary.failed.empty());
+  ASSERT_EQ(summary.warnings.size(), 2u);
+  EXPECT_EQ(summary.warnings[0].path, broken);
+  EXPECT_EQ(summary.warnings[1].path, text);
+
+  const char* columns =
+      "m.title, container_type, duration, video_codec, resolutionx, resolutiony, frame_rate_num, "
+      "frame_rate_den, video_profile, video_level, audio_codec, frequency, channel";
+  Rows rows = Query(std::string("SELECT ") + columns +
+                    " FROM video_file f JOIN movie m USING (mapper_id) ORDER BY m.title");
+  Rows expected = {
+      {"A", "matroska", "1", "h264", "160", "120", "25", "1", "100", "30", "aac", "44100", "2"},
+      {"B", "mp4", "1", "mpeg4", "176", "144", "30000", "1001", "0", "1", "ac3", "48000", "6"},
+      {"Broken", "", "0", "", "0", "0", "0", "0", "0", "0", "", "0", "0"},
+      {"C", "mpegts", "1", "mpeg2video", "320", "240", "25", "1", "4", "8", "mp2", "48000", "1"},
+      {"Notes", "", "0", "", "0", "0", "0", "0", "0", "0", "", "0", "0"}};
+  EXPECT_EQ(rows, expected);
+  // Every probed file has all three rates, video and audio within the whole.
+  for (const Row& rates : Query("SELECT frame_bitrate, video_bitrate, audio_bitrate FROM "
+                                "video_file WHERE duration > 0")) {
+    long overall = std::stol(rates[0]), video = std::stol(rates[1]), audio = std::stol(rates[2]);
+    EXPECT_GT(video, 0);
+    EXPECT_GT(audio, 0);
+    EXPECT_LE(video + audio, overall * 11 / 10);
+  }
+  EXPECT_EQ(Value("SELECT filesize FROM video_file WHERE path LIKE '%Notes%'"), "12");
+}
+
+TEST_F(ScanTest, ReadsNfoPostersAndKinds) {
+  Place(Sample::kMatroskaH264, "movies/x.mkv");
+  Write("movies/x.nfo",
+        "<?xml version=\"1.0\"?><movie><title>Real Title</title><year>1999</year>"
+        "<premiered>1999-03-31</premiered><plot>A plot.</plot><tagline>Tag.</tagline>"
+        "<genre>Action</genre><genre>Sci-Fi</genre><actor><name>Keanu</name><role>Neo</role>"
+        "</actor><director>Lana</director><credits>Lilly</credits></movie>");
+  Place(Sample::kPoster, "movies/x-poster.jpg");
+  Place(Sample::kMatroskaH264, "tv/The Show/Season 1/The Show - S01E02 - Second.mkv");
+  Write("tv/The Show/tvshow.nfo",
+        "<tvshow><title>The Show</title><plot>Show plot.</plot>"
+        "<premiered>2005-01-02</premiered></tvshow>");
+  Place(Sample::kPoster, "tv/The Show/folder.jpg");
+  Place(Sample::kMp4Mpeg4, "home/Beach Day.mp4");
+  Place(Sample::kMpegTs, "rec/News 2019-07-14 20.15.ts");
+  ScanSummary summary = Scan({{dir_.path() + "/movies", ScanKind::kAuto},
+                              {dir_.path() + "/tv", ScanKind::kAuto},
+                              {dir_.path() + "/home", ScanKind::kHome},
+                              {dir_.path() + "/rec", ScanKind::kRecordings}});
+  EXPECT_EQ(summary.added, 4);
+  EXPECT_EQ(SummaryText(summary).find("warning"), std::string::npos) << SummaryText(summary);
+
+  EXPECT_EQ(Query("SELECT title, year, originally_available, tag_line, summary FROM movie "
+                  "JOIN summary USING (mapper_id)"),
+            (Rows{{"Real Title", "1999", "1999-03-31", "Tag.", "A plot."}}));
+  EXPECT_EQ(
+      Query("SELECT 'g', gnere FROM gnere UNION ALL SELECT 'a', actor FROM actor UNION ALL "
+            "SELECT 'd', director FROM director UNION ALL SELECT 'w', writer FROM writer "
+            "ORDER BY 1, 2"),
+      (Rows{{"a", "Keanu"}, {"d", "Lana"}, {"g", "Action"}, {"g", "Sci-Fi"}, {"w", "Lilly"}}));
+  EXPECT_EQ(Query("SELECT s.title, s.year, summary, e.season, e.episode, e.tag_line FROM tvshow s "
+                  "JOIN summary USING (mapper_id) JOIN tvshow_episode e ON e.tvshow_id = s.id"),
+            (Rows{{"The Show", "2005", "Show plot.", "1", "2", "Second"}}));
+  // One poster for the movie, one for the show, each the picture's own bytes.
+  std::string md5;
+  ASSERT_TRUE(GetMD5(SamplePath(Sample::kPoster).c_str(), md5));
+  EXPECT_EQ(Query("SELECT m.type, p.md5, p.lo_oid IS NOT NULL FROM poster p JOIN mapper m ON "
+                  "m.id = p.mapper_id ORDER BY 1"),
+            (Rows{{"movie", md5, "t"}, {"tvshow", md5, "t"}}));
+
+  // A home video without a date in its name was recorded when its container says.
+  struct tm utc {
+  }, local{};
+  strptime(kSampleCreationTime, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  time_t when = timegm(&utc);
+  char recorded[32];
+  strftime(recorded, sizeof(recorded), "%Y-%m-%d %H:%M:%S", localtime_r(&when, &local));
+  EXPECT_EQ(Query("SELECT title, record_time FROM home_video"), (Rows{{"Beach Day", recorded}}));
+  EXPECT_EQ(Query("SELECT title, record_time, channel_name FROM tv_record"),
+            (Rows{{"News", "2019-07-14 20:15:00", "Channel Five"}}));
+}
+
+TEST_F(ScanTest, RescansStoreOnlyWhatChanged) {
+  std::string changed = Place(Sample::kMatroskaH264, "Changed (2001).mkv", true);
+  auto stored_size = [this](const std::string& path) {
+    return std::stoll(Value("SELECT filesize FROM video_file WHERE path = '" + path + "'"));
+  };
+  Place(Sample::kMatroskaH264, "Described (2002).mkv");
+  std::string gone = Place(Sample::kMatroskaH264, "Gone (2003).mkv");
+  Place(Sample::kMatroskaH264, "Show/Season 1/Show S01E01.mkv");
+  ASSERT_EQ(Scan().added, 4);
+
+  Rows before = Everything();
+  MarkStatements();
+  ScanSummary again = Scan();
+  EXPECT_EQ(again.unchanged, 4);
+  EXPECT_EQ(again.added + again.updated + again.removed, 0);
+  EXPECT_EQ(Everything(), before);
+  for (const std::string& statement : Statements()) {
+    EXPECT_EQ(statement.rfind("SELECT", 0), 0u) << statement;
+  }
+
+  std::ofstream(changed, std::ios::app) << "more bytes";
+  Write("Described (2002).nfo", "<movie><title>Described</title><plot>New plot.</plot></movie>");
+  std::remove(gone.c_str());
+  Place(Sample::kMp4Mpeg4, "New (2004).mp4");
+  ScanSummary third = Scan();
+  EXPECT_EQ(third.added, 1);
+  EXPECT_EQ(third.updated, 2);
+  EXPECT_EQ(third.unchanged, 1);
+  EXPECT_EQ(third.removed, 1);
+  EXPECT_EQ(stored_size(changed), static_cast<long long>(std::filesystem::file_size(changed)));
+  EXPECT_EQ(Query("SELECT title, summary FROM movie JOIN summary USING (mapper_id) ORDER BY 1"),
+            (Rows{{"Changed", ""}, {"Described", "New plot."}, {"New", ""}}));
+  EXPECT_EQ(Count("video_file"), 4);
+}
+
+TEST_F(ScanTest, LockedItemsKeepTheirMetadata) {
+  std::string file = Place(Sample::kMatroskaH264, "Locked (2001).mkv", true);
+  ASSERT_EQ(Scan().added, 1);
+  std::string size_before = Value("SELECT filesize FROM video_file");
+  Exec("UPDATE movie SET islock = true, tag_line = 'Mine'");
+  Exec("UPDATE summary SET summary = 'My summary'");
+  std::ofstream(file, std::ios::app) << "more bytes";
+  Write("Locked (2001).nfo", "<movie><title>Locked</title><plot>Theirs.</plot></movie>");
+  // A second file of the locked movie joins it under the movie's own description.
+  std::string second = Place(Sample::kMp4Mpeg4, "Other/Locked.2001.mp4");
+
+  ScanSummary summary = Scan();
+  EXPECT_EQ(summary.updated, 1);
+  EXPECT_EQ(summary.added, 1);
+  EXPECT_EQ(summary.warnings.size(), 2u);
+  EXPECT_EQ(Query("SELECT title, tag_line, summary FROM movie JOIN summary USING (mapper_id)"),
+            (Rows{{"Locked", "Mine", "My summary"}}));
+  EXPECT_EQ(Value("SELECT count(DISTINCT mapper_id) FROM video_file"), "1");
+  EXPECT_EQ(
+      Value("SELECT filesize - " + size_before + " FROM video_file WHERE path = '" + file + "'"),
+      "10");
+
+  // A locked movie's file that is gone from the disk still goes.
+  std::remove(second.c_str());
+  EXPECT_EQ(Scan().removed, 1);
+  EXPECT_EQ(Count("video_file"), 1);
+}
+
+TEST_F(ScanTest, AFailingFileSpoilsItsBatchButOnlyItselfFails) {
+  RefuseTitle("Refused");
+  Place(Sample::kMatroskaH264, "A (2001).mkv");
+  std::string refused = Place(Sample::kMatroskaH264, "Refused (2002).mkv");
+  Place(Sample::kMatroskaH264, "C (2003).mkv");
+  ScanSummary summary = Scan({{dir_.path(), ScanKind::kAuto}}, 10);
+  EXPECT_EQ(summary.added, 2);
+  ASSERT_EQ(summary.failed.size(), 1u);
+  EXPECT_EQ(summary.failed[0].path, refused);
+  EXPECT_EQ(Query("SELECT title FROM movie ORDER BY 1"), (Rows{{"A"}, {"C"}}));
+  // The refused file is not taken for stored: the next scan tries it again.
+  EXPECT_EQ(Count("video_file"), 2);
+  Exec("DROP TRIGGER refuse ON movie");
+  EXPECT_EQ(Scan().added, 1);
+}
+
+// Runs the kinolot program; returns its exit status, with its output.
+int RunKinolot(const std::string& arguments, std::string* out, std::string* err,
+               const std::string& environment = "") {
+  TempFolder errors;
+  std::string err_path = errors.path() + "/stderr";
+  std::string command = environment + " " + KINOLOT_COMMAND + " " + arguments + " 2>" + err_path;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return -1;
+  out->clear();
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) out->append(buffer, n);
+  int status = pclose(pipe);
+  std::stringstream text;
+  text << std::ifstream(err_path).rdbuf();
+  *err = text.str();
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(ScanTest, CommandExitStatusAndJsonSummary) {
+  RefuseTitle("Refused");
+  std::string refused = Place(Sample::kMatroskaH264, "movies/Refused (2002).mkv");
+  Place(Sample::kMatroskaH264, "movies/Show S01E01.mkv");
+  Place(Sample::kMatroskaH264, "shows/Show S01E01.mkv");
+  std::string out, err;
+  std::string folders =
+      " --as movies '" + dir_.path() + "/movies' --as shows '" + dir_.path() + "/shows'";
+  ASSERT_EQ(RunKinolot("scan --json" + folders, &out, &err), 1) << err;
+  EXPECT_EQ(err, "");  // no progress bar into a pipe
+  Json::Value json;
+  std::istringstream in(out);
+  ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &json, nullptr)) << out;
+  EXPECT_EQ(json["found"].asInt(), 3);
+  EXPECT_EQ(json["added"].asInt(), 2);
+  ASSERT_EQ(json["failed"].size(), 1u);
+  EXPECT_EQ(json["failed"][0]["path"].asString(), refused);
+  EXPECT_FALSE(json["failed"][0]["reason"].asString().empty());
+  // Each folder was taken as its --as says.
+  EXPECT_EQ(Value("SELECT title FROM movie"), "Show S01E01");
+  EXPECT_EQ(Value("SELECT title FROM tvshow"), "Show");
+
+  Exec("DROP TRIGGER refuse ON movie");
+  ASSERT_EQ(RunKinolot("scan" + folders, &out, &err), 0) << err;
+  EXPECT_EQ(out.rfind("3 found: 1 added, 0 updated, 2 unchanged, 0 removed, 0 failed", 0), 0u)
+      << out;
+
+  EXPECT_EQ(RunKinolot("scan '" + dir_.path() + "/none'", &out, &err), 2);
+  EXPECT_NE(err.find(dir_.path() + "/none"), std::string::npos) << err;
+  EXPECT_EQ(RunKinolot("scan " + dir_.path(), &out, &err, "PGHOST=/nowhere/kinolot"), 2);
+  EXPECT_NE(err.find("/nowhere/kinolot"), std::string::npos) << err;
+}
+
+}  // namespace
