@@ -309,6 +309,8 @@ void Poster(const ApiRequest& request, httplib::Response& response) {
   }
   if (found == 0) throw ApiError(404, "no poster for " + TableOf(kind) + " " + id);
   if (!md5.empty()) response.set_header("ETag", "\"" + md5 + "\"");
+  // Revalidated by its ETag rather than never kept, unlike JSON answers.
+  response.headers.erase("Cache-Control");
   response.set_header("Cache-Control", "private, no-cache");
   response.set_content(image, ImageType(image));
 }
