@@ -1,0 +1,218 @@
+// `kinolot serve` over real HTTP: every route's status and answer, refused
+// requests, tokens and collections, posters, 64 requests at once, and a
+// database restart while the server runs.
+#include <atomic>
+#include <regex>
+#include <vector>
+
+#include "support/serve_fixture.h"
+
+namespace kinolot_test {
+namespace {
+
+using Headers = httplib::Headers;
+
+struct Case {
+  const char* method;
+  std::string path;
+  std::string body;
+  int status;
+  // A fragment the compact JSON answer must hold, e.g. "\"total\":2".
+  std::string holds;
+};
+
+TEST_F(ServeTest, RoutesAnswerWithTheLibraryJsonOrAJsonError) {
+  FILE* log = std::tmpfile();
+  kinolot_cli::ServeOptions options;
+  options.log = log;
+  StartServer(std::move(options));
+  const std::string longTitle(600, 'x');
+  const std::vector<Case> cases = {
+      {"GET", "/api/movie?sort=sort_title&limit=2", "", 200, R"("offset":2,"total":5)"},
+      {"GET", "/api/movie?actor=1&sort=id", "", 200, R"("title":"beta"}],"offset":2,"total":2)"},
+      {"GET", "/api/movie?year=1999", "", 200, R"("O'Brien Story")"},
+      {"GET", "/api/tvshow_episode?tvshow=1", "", 200, R"("total":2)"},
+      {"GET", "/api/movie/search?title=50%25", "", 200, R"("Sale 50% Off"}],"offset":1,"total":1)"},
+      {"GET", "/api/movie/search?actor=ann&genre=comedy", "", 200,
+       R"("title":"beta"}],"offset":1)"},
+      {"GET", "/api/movie/1?additional=actor,files", "", 200, R"("actor":["Ann Lee","Bob Roe"])"},
+      {"GET", "/api/tvshow_episode/1?additional=tvshow_summary", "", 200,
+       R"("tvshow_summary":"Sum Show")"},
+      {"GET", "/api/movie/browse/genre", "", 200, R"({"id":"2","name":"Comedy"})"},
+      {"GET", "/api/movie/99", "", 404, R"({"error":"no movie with id 99"})"},
+      {"GET", "/api/film", "", 400, "unknown kind"},
+      {"GET", "/api/movie?limit=0", "", 400, "limit must be at least 1"},
+      {"GET", "/api/movie?limit=501", "", 400, "limit is too large"},
+      {"GET", "/api/movie?offset=-1", "", 400, "offset must be"},
+      {"GET", "/api/movie?sort=id;DROP", "", 400, "cannot sort by"},
+      {"GET", "/api/movie?order=up", "", 400, "order must be"},
+      {"GET", "/api/movie?additional=poster", "", 400, "unknown additional piece"},
+      {"GET", "/api/movie?actor=x", "", 400, "actor must be a decimal id"},
+      {"GET", "/api/movie/2147483648", "", 400, "id must be a decimal id"},
+      {"GET", "/api/movie/search", "", 400, "search needs"},
+      {"GET", "/api/movie/search?title=" + longTitle, "", 400, "longer than 512 bytes"},
+      {"GET", "/api/tvshow/browse/actor", "", 400, "through their episodes"},
+      {"GET", "/api/movie/browse/colour", "", 400, "unknown category"},
+      {"GET", "/elsewhere", "", 404, R"("error")"},
+      {"POST", "/api/movie/2", "{\"title\":", 400, "must be a JSON object"},
+      {"POST", "/api/movie/2", "[]", 400, "must be a JSON object"},
+      {"POST", "/api/movie/2", R"({"metadata_locked":false})", 400, "title is required"},
+      {"POST", "/api/movie/2", R"({"title":"beta","metadata_locked":"maybe"})", 400,
+       "metadata_locked must be"},
+      {"POST", "/api/movie/2", R"({"title":"beta","metadata_locked":false,"actor":["a|b"]})", 400,
+       "without \\\"|\\\""},
+      {"POST", "/api/home_video/1", R"({"title":"Birthday"})", 400, "record_time is required"},
+      {"POST", "/api/movie/77", R"({"title":"x","metadata_locked":false})", 404, "no movie"},
+      {"POST", "/api/movie/2", std::string(70000, ' '), 413, R"("error")"},
+  };
+  for (const Case& c : cases) {
+    Answer answer = Send(c.method, c.path, c.body);
+    EXPECT_EQ(answer.status, c.status)
+        << c.method << " " << c.path.substr(0, 80) << ": " << answer.body;
+    EXPECT_NE(answer.body.find(c.holds), std::string::npos)
+        << c.method << " " << c.path.substr(0, 80) << ": " << answer.body;
+    EXPECT_TRUE(answer.json().isObject()) << answer.body;
+  }
+  // An edit form must say it is JSON, which no other web site can send here.
+  EXPECT_EQ(Send("POST", "/api/movie/2", R"({"title":"beta"})", {}, "text/plain").status, 400);
+  // A loopback server without tokens answers only to names of this machine.
+  EXPECT_EQ(Get("/api/movie", {{"Host", "attacker.example"}}).status, 400);
+  EXPECT_EQ(Get("/api/movie", {{"Host", "localhost:1"}}).status, 200);
+
+  StopServer();
+  std::rewind(log);
+  char line[1024];
+  std::vector<std::string> lines;
+  while (std::fgets(line, sizeof(line), log)) lines.push_back(line);
+  std::fclose(log);
+  EXPECT_EQ(lines.size(), cases.size() + 3);
+  EXPECT_TRUE(std::regex_match(
+      lines[0],
+      std::regex(
+          R"(\S+Z 127\.0\.0\.1 user=1024 "GET /api/movie\?sort=sort_title&limit=2 HTTP/1\.1" 200 \d+ [\d.]+ms\n)")))
+      << lines[0];
+}
+
+TEST_F(ServeTest, EditSavesInPlaceOrReportsTheItemItWasMergedInto) {
+  StartServer();
+  Answer saved = Send("POST", "/api/movie/2",
+                      R"({"title":"beta","tagline":"It's 100% \"new\"","metadata_locked":true,)"
+                      R"("actor":["Ann Lee","Zoë Ng"],)"
+                      R"("genre":"Comedy|Drama","extra":{"rating":"8"}})");
+  EXPECT_EQ(saved.body, R"({"id":"2","merged":false})");
+  Json::Value movie = Get("/api/movie/2?additional=actor,genre,extra").json()["movies"][0];
+  EXPECT_EQ(movie["tagline"], "It's 100% \"new\"");
+  EXPECT_EQ(movie["metadata_locked"], true);
+  EXPECT_EQ(movie["additional"]["actor"][1], "Zoë Ng");
+  EXPECT_EQ(movie["additional"]["genre"].size(), 2u);
+
+  // Alpha takes beta's title and year: it merges into beta, its files with it.
+  Answer merged =
+      Send("POST", "/api/movie/1",
+           R"({"title":"beta","original_available":"2003-02-02","metadata_locked":false})");
+  EXPECT_EQ(merged.body, R"({"id":"2","merged":true})");
+  EXPECT_EQ(Get("/api/movie/1").status, 404);
+  EXPECT_NE(Get("/api/movie/2?additional=files").body.find("/v/alpha.mkv"), std::string::npos);
+}
+
+TEST_F(ServeTest, PosterComesWithItsDigestAsETag) {
+  const std::string image = AddPoster(1, "Alpha");
+  const std::string showImage = AddPoster(6, "Show One");
+  ASSERT_FALSE(image.empty());
+  StartServer();
+  Answer poster = Get("/api/movie/1/poster");
+  EXPECT_EQ(poster.status, 200);
+  EXPECT_TRUE(poster.body == image) << "the bytes differ from the stored image";
+  EXPECT_EQ(poster.header("Content-Type").substr(0, 6), "image/");
+  const std::string etag = "\"" + Value("SELECT md5 FROM poster WHERE mapper_id = 1") + "\"";
+  EXPECT_EQ(poster.header("ETag"), etag);
+  EXPECT_EQ(Get("/api/movie/1/poster", {{"If-None-Match", "W/\"0\", " + etag}}).status, 304);
+  EXPECT_EQ(Get("/api/movie/1/poster", {{"If-None-Match", "\"0\""}}).status, 200);
+  // An episode without a poster shows its show's; a movie without one has none.
+  EXPECT_TRUE(Get("/api/tvshow_episode/1/poster").body == showImage);
+  EXPECT_EQ(Get("/api/movie/2/poster").status, 404);
+  EXPECT_EQ(Get("/api/movie/99/poster").status, 404);
+}
+
+TEST_F(ServeTest, TokensNameTheUserWhoseCollectionsAreServed) {
+  kinolot_cli::ServeOptions options;
+  options.tokens.Add("token-of-user-1024", "1024");
+  options.tokens.Add("token-of-user-2048", "2048");
+  options.log = nullptr;
+  StartServer(std::move(options));
+  const Headers first = {{"Authorization", "Bearer token-of-user-1024"}};
+  const Headers second = {{"Authorization", "Bearer token-of-user-2048"}};
+
+  Answer refused = Get("/api/movie");
+  EXPECT_EQ(refused.status, 401);
+  EXPECT_EQ(refused.header("WWW-Authenticate"), "Bearer");
+  EXPECT_EQ(Get("/api/movie", {{"Authorization", "Bearer token-of-user-1025"}}).status, 401);
+  EXPECT_EQ(Get("/api/collections", {{"Authorization", "token-of-user-1024"}}).status, 401);
+  EXPECT_EQ(Get("/", {}).status, 200);  // the page itself asks for the token
+
+  EXPECT_EQ(Get("/api/collections", first).body, R"({"collections":[{"id":"1","title":"Favs"}]})");
+  EXPECT_EQ(Get("/api/collections/1", first).json()["total"], 1);
+  EXPECT_EQ(Get("/api/collections/1", second).status, 404);
+  EXPECT_EQ(Send("DELETE", "/api/collections/1", "", second).status, 404);
+
+  Answer created = Send("POST", "/api/collections", R"({"title":"Rainy 'days'"})", second);
+  ASSERT_EQ(created.status, 200) << created.body;
+  const std::string id = created.json()["id"].asString();
+  const std::string videos = "/api/collections/" + id + "/videos";
+  EXPECT_EQ(Send("POST", videos, R"({"kind":"movie","id":"2"})", second).body, R"({"added":true})");
+  EXPECT_EQ(Send("POST", videos, R"({"kind":"tvshow","id":"1"})", second).status, 400);
+  EXPECT_EQ(Send("POST", videos, R"({"kind":"movie","id":"99"})", second).status, 404);
+  EXPECT_EQ(Send("POST", videos, R"({"kind":"movie","id":"2"})", first).status, 404);
+  Json::Value listed = Get("/api/collections/" + id + "?limit=10", second).json();
+  EXPECT_EQ(listed["total"], 1);
+  EXPECT_EQ(listed["videos"][0]["title"], "beta");
+  EXPECT_EQ(Get("/api/collections/" + id + "/search?title=bet", second).json()["total"], 1);
+  EXPECT_EQ(Send("DELETE", videos + "/movie/2", "", second).body, R"({"removed":true})");
+  EXPECT_EQ(Get("/api/collections/" + id, second).json()["total"], 0);
+  EXPECT_EQ(Send("DELETE", "/api/collections/" + id, "", second).status, 200);
+  EXPECT_EQ(Get("/api/collections", second).body, R"({"collections":[]})");
+}
+
+TEST_F(ServeTest, SixtyFourRequestsAtOnceAllSucceed) {
+  kinolot_cli::ServeOptions options;
+  options.log = nullptr;
+  StartServer(std::move(options));
+  std::atomic<int> good{0};
+  std::vector<std::thread> clients;
+  for (int i = 0; i < 64; ++i) {
+    clients.emplace_back([this, i, &good] {
+      Answer answer = Get(i % 2 ? "/api/movie?additional=actor,files&limit=3" : "/api/movie/1");
+      if (answer.status == 200 && answer.json()["movies"].size() > 0) ++good;
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(good.load(), 64);
+}
+
+TEST_F(ServeTest, DatabaseRestartGivesErrorsThenAnswersAgain) {
+  const char* socket = std::getenv("PGHOST");
+  ASSERT_NE(socket, nullptr);
+  const std::string cluster = std::string(socket).substr(0, std::string(socket).rfind('/'));
+  const std::string script = std::string(KINOLOT_SOURCE_DIR) + "/scripts/pg-cluster.sh ";
+  kinolot_cli::ServeOptions options;
+  options.log = nullptr;
+  StartServer(std::move(options));
+  const std::string edit = R"({"title":"beta","tagline":"after","metadata_locked":false})";
+  ASSERT_EQ(Send("POST", "/api/movie/2", edit).status, 200);  // opens the shared connection
+
+  ASSERT_EQ(std::system((script + "stop " + cluster).c_str()), 0);
+  Answer down = Get("/api/movie");
+  Answer item = Get("/api/movie/1");
+  Answer edited = Send("POST", "/api/movie/2", edit);
+  ASSERT_EQ(std::system((script + "start " + cluster + " >/dev/null").c_str()), 0);
+  EXPECT_EQ(down.status, 500);
+  EXPECT_EQ(down.body, R"({"error":"the database did not answer"})");
+  EXPECT_EQ(item.status, 500) << "a missing database is not a missing item";
+  EXPECT_EQ(edited.status, 500);
+
+  EXPECT_EQ(Get("/api/movie").json()["total"], 5);
+  EXPECT_EQ(Send("POST", "/api/movie/2", edit).status, 200);
+}
+
+}  // namespace
+}  // namespace kinolot_test
