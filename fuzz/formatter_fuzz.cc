@@ -185,7 +185,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int number = size >= 5 ? static_cast<int>(data[1] | data[2] << 8 | data[3] << 16 |
                                               static_cast<uint32_t>(data[4]) << 24)
                            : 0;
-    FixedStatement(texts, number, static_cast<long long>(number) * 4294967296LL + number);
+    // A 64-bit value whose halves are both `number`, built without overflow.
+    uint64_t halves = static_cast<uint64_t>(static_cast<uint32_t>(number)) * 0x100000001ULL;
+    FixedStatement(texts, number, static_cast<long long>(halves));
   } else {
     FuzzedTemplate(texts);
   }

@@ -2,7 +2,9 @@
 # Builds the libFuzzer targets of fuzz/ with clang and runs each for SECONDS
 # (default 300), one after another, against a throwaway PostgreSQL cluster.
 #
-#   scripts/fuzz.sh [SECONDS]
+#   scripts/fuzz.sh [SECONDS [TARGET...]]
+#
+# With TARGET names only those targets are built and run.
 #
 # Each target starts from its seeds in fuzz/seeds/<target>/ and grows a
 # corpus under build/fuzz/corpus/<target>/; an input that crashes a target,
@@ -16,6 +18,7 @@ seconds=${1:-300}
 root=$(cd "$(dirname "$0")/.." && pwd)
 build="$root/build/fuzz"
 targets=(formatter_fuzz names_dates_fuzz edit_fuzz download_fuzz)
+if [ $# -gt 1 ]; then targets=("${@:2}"); fi
 
 "$root/scripts/install-deps.sh"
 # clang and its libFuzzer runtime, which only the fuzz targets need.

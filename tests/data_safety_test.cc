@@ -49,6 +49,7 @@ TEST_F(DataSafetyTest, NamesOfTablesAndColumnsCannotCarrySql) {
   VideoDB db(nullptr, "movie");
   EXPECT_FALSE(db.UpdateDB("1", {{"title='x' WHERE true; DELETE FROM actor; --", "v"}}));
   EXPECT_FALSE(db.UpdateDBEx("id IS NOT NULL OR movie.id", "1", {{"title", "v"}}));
+  EXPECT_FALSE(db.CategoryHasUnknown("movie; DELETE FROM movie; --", "actor"));
   EXPECT_EQ(Statements(), std::vector<std::string>());
   EXPECT_EQ(Value("SELECT title FROM movie"), "Alpha");
 }

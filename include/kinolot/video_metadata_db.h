@@ -71,7 +71,8 @@ class KINOLOT_EXPORT VideoDB {
   // result, SQL NULL or an unknown column.
   std::string FetchField(const std::string& column);
   // Returns whether some video of `table` has no row in `listTable`; false on
-  // failure and when either name is empty. Replaces the current result.
+  // failure and, before any statement, when either is not a plain name.
+  // Replaces the current result.
   bool CategoryHasUnknown(const std::string& table, const std::string& listTable);
 
   // Decodes row `row` of `result` into `*item`, every known column looked up

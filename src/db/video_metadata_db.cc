@@ -11,6 +11,7 @@
 #include "db/video_db_connection.h"
 #include "db/video_metadata_db_internal.h"
 #include "foundation/log.h"
+#include "foundation/sql_words.h"
 #include "kinolot/platform/vlib_c.h"
 #include "kinolot/string_helpers.h"
 #include "kinolot/video_metadata_db.h"
@@ -211,7 +212,8 @@ std::string VideoDB::FetchField(const std::string& column) {
 }
 
 bool VideoDB::CategoryHasUnknown(const std::string& table, const std::string& listTable) {
-  if (table.empty() || listTable.empty()) return false;
+  // Both names stand in the statement as they are: only plain names.
+  if (!IsPlainSqlName(table) || !IsPlainSqlName(listTable)) return false;
   SqlText sql;
   printfPQExpBuffer(sql.get(), "SELECT mapper_id FROM %s EXCEPT SELECT mapper_id FROM %s",
                     table.c_str(), listTable.c_str());
