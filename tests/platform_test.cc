@@ -304,6 +304,10 @@ TEST_F(FileCopyTest, FailedCopyLeavesNoDestinationNorTemporaryFile) {
   signal(SIGXFSZ, old_handler);
   EXPECT_EQ(plain, -1);
   EXPECT_EQ(replacing, -1);
+  // A destination that cannot be replaced (a folder with content) keeps no
+  // temporary file either.
+  mkdir(Path("folder/inner").c_str(), 0755);
+  EXPECT_EQ(Copy("src", "folder", &overwrite_), -1);
   EXPECT_EQ(Names(), (std::set<std::string>{"folder", "src"}));
 }
 

@@ -233,6 +233,10 @@ TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
   ASSERT_EQ(VideoInfoSave("/v/h.mp4", &home), 0);
   EXPECT_NE(MapperOf("/v/h.mp4"), firstId);
   EXPECT_EQ(Query("SELECT mapper_id::text FROM home_video"), (Rows{{MapperOf("/v/h.mp4")}}));
+  _VIDEO_INFO_ read{};
+  read.type = VIDEO_TYPE_HOME_VIDEO;
+  ASSERT_EQ(VideoInfoGetOne("/v/h.mp4", &read), 0);
+  EXPECT_EQ((Texts{read.title, read.record_time}), (Texts{"Beach", ""}));
 
   _VIDEO_INFO_ show = Recording(VIDEO_TYPE_TV_RECORD, "News", "2020-01-02 20:15:00");
   Set(show.channel_name, "One");
@@ -246,7 +250,6 @@ TEST_F(VideoInfoSaveTest, RecordingsMatchByTitleAndRecordTimeOnly) {
   Set(show.channel_name, "Channel 'Two'");
   Set(show.summary, "Evening news");
   ASSERT_EQ(VideoInfoSave("/v/r.ts", &show), 0);
-  _VIDEO_INFO_ read{};
   read.type = VIDEO_TYPE_TV_RECORD;
   ASSERT_EQ(VideoInfoGetOne("/v/r.ts", &read), 0);
   EXPECT_EQ((Texts{std::to_string(Count("tv_record")), MapperOf("/v/r.ts"), read.title,

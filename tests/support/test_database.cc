@@ -64,26 +64,21 @@ SyslogCapture::~SyslogCapture() {
 
 void SyslogCapture::Stop() {
   if (saved_stderr_ < 0) return;
-  fflush(stderr);
-  std::string other;
-  std::ifstream in(path_);
-  const std::string prefix = std::string(kIdent) + ": ";
-  for (std::string line; std::getline(in, line);) {
-    if (!StartsWith(line, prefix)) other += line + "\n";
-  }
+  std::vector<std::string> other = Read(false);
   dup2(saved_stderr_, STDERR_FILENO);
   close(saved_stderr_);
   saved_stderr_ = -1;
-  if (!other.empty()) fputs(other.c_str(), stderr);
+  for (const std::string& line : other) fprintf(stderr, "%s\n", line.c_str());
 }
 
-std::vector<std::string> SyslogCapture::Lines() {
+std::vector<std::string> SyslogCapture::Read(bool fromSyslog) {
   std::vector<std::string> lines;
   fflush(stderr);
   std::ifstream in(path_);
   const std::string prefix = std::string(kIdent) + ": ";
   for (std::string line; std::getline(in, line);) {
-    if (StartsWith(line, prefix)) lines.push_back(line.substr(prefix.size()));
+    if (StartsWith(line, prefix) != fromSyslog) continue;
+    lines.push_back(fromSyslog ? line.substr(prefix.size()) : line);
   }
   return lines;
 }

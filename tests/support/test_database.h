@@ -46,9 +46,11 @@ class SyslogCapture {
   // report, say); captured lines stay readable.
   void Stop();
   // The messages captured so far, one per line, without the "ident: " prefix.
-  std::vector<std::string> Lines();
+  std::vector<std::string> Lines() { return Read(true); }
 
  private:
+  // The captured lines that came from syslog (without the prefix), or the others.
+  std::vector<std::string> Read(bool fromSyslog);
   int saved_stderr_ = -1;
   std::string path_;
 };
