@@ -161,6 +161,10 @@ std::string BackendPid(DBConnect_tag* connection) {
 }
 
 TEST_F(VideoMetadataDbTest, TheObjectClosesItsConnectionWhoeverOpenedIt) {
+  struct NoReuse {  // closing ends the session only when connections are not reused
+    NoReuse() { setenv("KINOLOT_DB_REUSE", "0", 1); }
+    ~NoReuse() { unsetenv("KINOLOT_DB_REUSE"); }
+  } no_reuse;
   auto backends = [this](const std::string& pid) {
     return Value("SELECT count(*) FROM pg_stat_activity WHERE pid = " + pid);
   };
