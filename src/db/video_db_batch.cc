@@ -1,8 +1,13 @@
-// Batches of the indexing interface on the shared connection.
+// Batches of the indexing interface on the shared connection: one
+// transaction from VideoDBBatchBegin to VideoDBBatchCommit or
+// VideoDBBatchRollback. The platform makes a COMMIT fail when the server
+// rolled the transaction back (a statement in it had failed) and when the
+// connection broke inside it, so a spoilt batch never reports success.
 #include "kinolot/video_db_batch.h"
 
 #include "db/video_db_connection.h"
 #include "foundation/log.h"
+#include "kinolot/video_db.h"
 
 namespace LibKinolot {
 namespace {
@@ -26,7 +31,10 @@ int RunOnShared(const char* sql, int line) {
 }  // namespace
 
 int VideoDBBatchBegin() {
-  if (gBatchOpen) return -1;
+  if (gBatchOpen) {
+    LogError("%s:%d A batch is open already", kVideoDbSource, __LINE__);
+    return -1;
+  }
   if (RunOnShared("BEGIN", __LINE__) != 0) return -1;
   gBatchOpen = true;
   return 0;
@@ -41,9 +49,14 @@ int VideoDBBatchCommit() {
 int VideoDBBatchRollback() {
   if (!gBatchOpen) return -1;
   gBatchOpen = false;
-  return RunOnShared("ROLLBACK", __LINE__);
+  // Should the server not take the ROLLBACK, the connection is dropped,
+  // which ends the transaction as surely.
+  if (RunOnShared("ROLLBACK", __LINE__) != 0) VideoDBConnClose();
+  return 0;
 }
 
-bool VideoDBBatchIsOpen() { return gBatchOpen; }
+bool VideoDBBatchIsOpen() {
+  return gBatchOpen;
+}
 
 }  // namespace LibKinolot

@@ -137,7 +137,7 @@ bool IsTextColumn(const std::string& column) {
 VideoDB::VideoDB(DBConnect_tag* connection, const std::string& table)
     : connection(connection), result(nullptr), row(0) {
   if (this->connection == nullptr) {
-    this->connection = VEXODBConnect(nullptr, kDatabaseUser, nullptr, kDatabaseName);
+    this->connection = OpenConnectionOrLog(kVideoMetadataDbSource, __LINE__);
   }
   if (!table.empty()) table_name = table;
 }

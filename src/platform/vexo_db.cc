@@ -1,7 +1,7 @@
 // Connections, statements and result rows of the platform's database access,
 // on libpq. Every SQL statement the library sends goes through VEXODBExecute,
-// and every connection it opens comes from VEXODBConnect, which is why the
-// counters that benchmarks read live here.
+// and every connection it opens comes from VEXODBConnect, from the pool of
+// idle connections when it holds one to the same server.
 #include "kinolot/platform/vexo_db.h"
 
 #include <libpq-fe.h>
@@ -15,19 +15,21 @@
 #include <string>
 
 #include "platform/db_handles.h"
+#include "platform/db_pool.h"
+#include "platform/db_session.h"
 
 namespace LibKinolot {
 
 namespace {
 
-std::atomic<unsigned long> g_connects{0};
-std::atomic<unsigned long> g_statements{0};
-std::atomic<unsigned long> g_rows{0};
-
 // Why the last VEXODBConnect on this thread failed. Per thread, so that the
 // pointer VEXODBErrorGet(nullptr) hands out cannot be overwritten by another
 // thread's failure while the caller reads it.
 thread_local std::string t_connect_error;
+
+// The statement recorder benchmarks switch on; see VEXODBStatementHookSet.
+std::atomic<VEXODBStatementHook> g_hook{nullptr};
+std::atomic<void*> g_hook_context{nullptr};
 
 // libpq's messages end in a newline, and the server's go on with lines that
 // quote the statement and point at the error. Callers write the text into a
@@ -38,64 +40,23 @@ std::string TrimmedMessage(const char* message) {
   return text;
 }
 
-void IgnoreNotice(void* /*context*/, const char* /*message*/) {}
-
 }  // namespace
 
 DBConnect_tag* VEXODBConnect(const char* host, const char* user, const char* password,
                              const char* database) {
-  // Only the settings the caller gave are passed, so that libpq falls back on
-  // its own defaults (PGHOST, PGUSER, ...) for the rest. The options pin
-  // every session to the quoting rule the formatter escapes by.
-  const char* keys[8];
-  const char* values[8];
-  int n = 0;
-  auto add = [&](const char* key, const char* value) {
-    if (value == nullptr) return;
-    keys[n] = key;
-    values[n] = value;
-    ++n;
-  };
-  add("host", host);
-  add("user", user);
-  add("password", password);
-  add("dbname", database);
-  add("options", "-c standard_conforming_strings=on");
-  add("client_encoding", "UTF8");
-  add("fallback_application_name", "kinolot");
-  keys[n] = nullptr;
-  values[n] = nullptr;
-
-  PGconn* pg = PQconnectdbParams(keys, values, /*expand_dbname=*/0);
-  if (pg == nullptr) {
-    t_connect_error = "out of memory while connecting to the database";
-    return nullptr;
+  std::string key = PoolKey(host, user, password, database);
+  if (DBConnect_tag* idle = PoolTake(key)) {
+    gCountReused.fetch_add(1, std::memory_order_relaxed);
+    return idle;
   }
-  if (PQstatus(pg) != CONNECTION_OK) {
-    t_connect_error = TrimmedMessage(PQerrorMessage(pg));
-    if (t_connect_error.empty()) t_connect_error = "could not connect to the database";
-    PQfinish(pg);
-    return nullptr;
-  }
-  DBConnect_tag* connection = new (std::nothrow) DBConnect_tag;
-  if (connection == nullptr) {
-    PQfinish(pg);
-    t_connect_error = "out of memory while connecting to the database";
-    return nullptr;
-  }
-  // Notices and warnings (VACUUM skipping tables it does not own, say) are
-  // not failures; libpq's default would print them on the host program's
-  // standard error.
-  PQsetNoticeProcessor(pg, IgnoreNotice, nullptr);
-  connection->pg = pg;
-  g_connects.fetch_add(1, std::memory_order_relaxed);
+  DBConnect_tag* connection = OpenSession(host, user, password, database, &t_connect_error);
+  if (connection != nullptr) connection->key = key;
   return connection;
 }
 
 int VEXODBClose(DBConnect_tag* connection) {
   if (connection == nullptr) return -1;
-  PQfinish(connection->pg);
-  delete connection;
+  if (!PoolGive(connection)) CloseSession(connection);
   return 0;
 }
 
@@ -106,23 +67,30 @@ int VEXODBDatabaseTypeGet(DBConnect_tag* connection) {
 int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** result) {
   if (result != nullptr) *result = nullptr;
   if (connection == nullptr || sql == nullptr) return -1;
+  if (!ReadyToSend(connection, sql)) return -1;
 
-  g_statements.fetch_add(1, std::memory_order_relaxed);
+  if (VEXODBStatementHook hook = g_hook.load(std::memory_order_acquire)) {
+    hook(g_hook_context.load(std::memory_order_acquire), sql);
+  }
+  gCountStatements.fetch_add(1, std::memory_order_relaxed);
   PGresult* pg_result = PQexec(connection->pg, sql);
   ExecStatusType status = PQresultStatus(pg_result);
-  if (pg_result == nullptr || (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK)) {
+  bool failed = pg_result == nullptr || (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK);
+  if (failed) {
     // A null result (connection lost, out of memory) has its reason on the
     // connection rather than on a result.
     const char* message =
         pg_result != nullptr ? PQresultErrorMessage(pg_result) : PQerrorMessage(connection->pg);
     connection->error = TrimmedMessage(message);
     if (connection->error.empty()) connection->error = PQresStatus(status);
+  }
+  if (NoteOutcome(connection, sql, pg_result, failed)) {
     PQclear(pg_result);
     return -1;
   }
 
   int rows = PQntuples(pg_result);
-  g_rows.fetch_add(static_cast<unsigned long>(rows), std::memory_order_relaxed);
+  gCountRows.fetch_add(static_cast<unsigned long>(rows), std::memory_order_relaxed);
   if (result == nullptr) {
     PQclear(pg_result);
     return 0;
@@ -204,16 +172,23 @@ const char* VEXODBErrorGet(DBConnect_tag* connection) {
 
 VEXODBCounters VEXODBCountersGet() {
   VEXODBCounters counters;
-  counters.connects = g_connects.load(std::memory_order_relaxed);
-  counters.statements = g_statements.load(std::memory_order_relaxed);
-  counters.rows = g_rows.load(std::memory_order_relaxed);
+  counters.connects = gCountOpened.load(std::memory_order_relaxed);
+  counters.reused = gCountReused.load(std::memory_order_relaxed);
+  counters.statements = gCountStatements.load(std::memory_order_relaxed);
+  counters.rows = gCountRows.load(std::memory_order_relaxed);
   return counters;
 }
 
 void VEXODBCountersReset() {
-  g_connects.store(0, std::memory_order_relaxed);
-  g_statements.store(0, std::memory_order_relaxed);
-  g_rows.store(0, std::memory_order_relaxed);
+  gCountOpened.store(0, std::memory_order_relaxed);
+  gCountReused.store(0, std::memory_order_relaxed);
+  gCountStatements.store(0, std::memory_order_relaxed);
+  gCountRows.store(0, std::memory_order_relaxed);
+}
+
+void VEXODBStatementHookSet(VEXODBStatementHook hook, void* context) {
+  g_hook_context.store(context, std::memory_order_release);
+  g_hook.store(hook, std::memory_order_release);
 }
 
 }  // namespace LibKinolot

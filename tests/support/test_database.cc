@@ -208,3 +208,22 @@ bool DatabaseTest::LoggedLine(const std::string& kind, const std::string& sql) {
 }
 
 }  // namespace kinolot_test
+
+namespace kinolot_test {
+
+void DatabaseTest::RestartServer() {
+  // The log lies in <cluster>/data/server.log.
+  std::string cluster = ServerLogPath();
+  for (int up = 0; up < 2; ++up) cluster = cluster.substr(0, cluster.find_last_of('/'));
+  const std::string script = std::string(KINOLOT_SOURCE_DIR) + "/scripts/pg-cluster.sh";
+  ASSERT_EQ(std::system((script + " stop '" + cluster + "' && " + script + " start '" + cluster +
+                         "' >/dev/null")
+                            .c_str()),
+            0);
+  if (conn_) PQfinish(conn_);
+  conn_ = PQconnectdb("user=admin dbname=video_metadata application_name=kinolot-test-fixture");
+  ASSERT_EQ(PQstatus(conn_), CONNECTION_OK) << PQerrorMessage(conn_);
+  MarkStatements();
+}
+
+}  // namespace kinolot_test

@@ -17,6 +17,30 @@
 // argument and released with VEXODBFreeResult. Heap text returned by the
 // formatter functions is owned by the caller and released with free().
 // Nothing here throws; failures are reported by return value.
+//
+// Connections are reused. VEXODBClose gives a connection back to a pool of
+// idle connections of the process, and VEXODBConnect hands out one of them
+// when it reaches the same server, user and database (libpq's environment
+// counted), so that a program opening and closing connections per call pays
+// for a new server session only once. The pool is safe from several threads
+// and keeps at most 8 idle connections; a connection given back inside a
+// transaction, after a failed statement, after a statement that changed the
+// session's settings (SET, PREPARE, LISTEN, CREATE ...), broken, or in a
+// process other than the one that opened it is closed instead. A forked child
+// never uses a connection of its parent's pool. The environment variable
+// KINOLOT_DB_REUSE sets the number of idle connections kept; 0 turns reuse
+// off, so that every VEXODBConnect opens a session and every VEXODBClose ends
+// it. It is read on every connect and close.
+//
+// Broken connections are repaired before use. Before a statement is sent,
+// the connection is checked: when the server has closed it (a restart, say)
+// or it was inherited from a parent process, it is reopened with the same
+// settings and the statement goes to the new session. A statement that was
+// sent is never sent again: when the connection breaks while it runs, it
+// fails. A connection that breaks inside a transaction is not reopened
+// behind the transaction's back: every statement fails until the owner ends
+// the transaction; COMMIT then fails too, ROLLBACK succeeds, and the
+// connection is reopened.
 #ifndef KINOLOT_PLATFORM_VEXO_DB_H_
 #define KINOLOT_PLATFORM_VEXO_DB_H_
 
@@ -34,13 +58,17 @@ struct DBResult_tag;
 // The kind code of PostgreSQL, the only database kind this platform serves.
 constexpr int kVexoDBKindPostgreSQL = 1;
 
-// Opens a connection. Any argument may be null, which leaves that setting to
-// libpq's defaults. Returns a new connection that the caller owns, or null on
-// failure (the reason is then available through VEXODBErrorGet(nullptr)).
+// Opens a connection, or takes an idle one to the same server from the pool.
+// Any argument may be null, which leaves that setting to libpq's defaults.
+// Returns a connection that the caller owns, or null on failure; the server
+// that was tried and libpq's reason are then available through
+// VEXODBErrorGet(nullptr).
 KINOLOT_EXPORT DBConnect_tag* VEXODBConnect(const char* host, const char* user,
                                             const char* password, const char* database);
 
-// Closes and frees `connection`. Returns 0, or -1 when `connection` is null.
+// Gives `connection` back to the pool, or closes it when the pool does not
+// keep it (see above); the handle is the caller's no longer. Returns 0, or -1
+// when `connection` is null.
 KINOLOT_EXPORT int VEXODBClose(DBConnect_tag* connection);
 
 // Returns the database kind of `connection` (1 for PostgreSQL), or -1 for a
@@ -50,7 +78,8 @@ KINOLOT_EXPORT int VEXODBDatabaseTypeGet(DBConnect_tag* connection);
 // Runs one SQL statement. On success returns 0 and stores the result through
 // `result` (the caller frees it); on failure returns -1, stores null and keeps
 // the server's error text for VEXODBErrorGet. `result` may be null when the
-// caller does not want the rows.
+// caller does not want the rows. A COMMIT that the server answers by rolling
+// the transaction back, because a statement in it failed, is a failure.
 KINOLOT_EXPORT int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** result);
 
 // Runs a SELECT and keeps at most `limit` rows starting at row `offset`; a
@@ -123,7 +152,8 @@ KINOLOT_EXPORT int EscapeConditionEX2(int databaseKind, const char* condition, c
 // What this layer has done since the process started or since the last
 // reset; benchmarks read it to count what an operation costs.
 struct VEXODBCounters {
-  unsigned long connects;    // connections opened successfully
+  unsigned long connects;    // server sessions opened, reopened ones included
+  unsigned long reused;      // connections handed out from the pool
   unsigned long statements;  // statements sent to a server
   unsigned long rows;        // rows received in results
 };
@@ -133,6 +163,15 @@ KINOLOT_EXPORT VEXODBCounters VEXODBCountersGet();
 
 // Sets every counter to zero.
 KINOLOT_EXPORT void VEXODBCountersReset();
+
+// Called with every statement just before it is sent, on the thread sending
+// it; `sql` is valid during the call only.
+using VEXODBStatementHook = void (*)(void* context, const char* sql);
+
+// Installs `hook` (null removes it) with the `context` it is called with.
+// Benchmarks record what an operation sends this way. Install it while no
+// other thread runs statements.
+KINOLOT_EXPORT void VEXODBStatementHookSet(VEXODBStatementHook hook, void* context);
 
 }  // namespace LibKinolot
 
