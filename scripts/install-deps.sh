@@ -10,7 +10,7 @@ packages=(
   googletest libgtest-dev ccache
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   libpugixml-dev libcli11-dev libcpp-httplib-dev
-  chromium fonts-dejavu-core
+  chromium chromium-driver fonts-dejavu-core
 )
 
 missing=()
