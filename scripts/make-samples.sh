@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Generates a small folder of real video files for the main job to scan:
 # a few seconds of test pattern and tone per file, named the way people name
-# their files, with posters rendered from a frame and one .nfo description.
+# their files, with posters (the title on a gradient) and one .nfo description.
 #
 #   make-samples.sh DIR    create DIR and the samples in it, unless done before
 #
@@ -36,16 +36,21 @@ video() {
     -t "$seconds" -shortest "$@" "$file"
 }
 
-# poster FILE PATTERN: one frame, portrait.
+# poster FILE TITLE COLOUR COLOUR: a portrait picture, the title on a gradient.
 poster() {
-  ffmpeg -nostdin -loglevel error -y -f lavfi -i "$2=size=400x600" -frames:v 1 "$1"
+  printf '%s' "$2" >"$dir/.poster-title"
+  ffmpeg -nostdin -loglevel error -y \
+    -f lavfi -i "gradients=size=400x600:c0=$3:c1=$4:nb_colors=2:seed=7" \
+    -vf "drawtext=textfile=$dir/.poster-title:expansion=none:fontcolor=white@0.92:fontsize=38:x=(w-tw)/2:y=h*0.72,drawbox=x=60:y=ih*0.72+62:w=iw-120:h=3:color=0xe0a458@0.9:t=fill" \
+    -frames:v 1 "$1"
+  rm -f "$dir/.poster-title"
 }
 
 h264=(-c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 96k)
 
 movie="$dir/Movies/Big Buck Rabbit (2008)"
 video "$movie/Big Buck Rabbit (2008).mkv" testsrc2 4 "${h264[@]}" -ac 2
-poster "$movie/poster.jpg" mandelbrot
+poster "$movie/poster.jpg" "Big Buck Rabbit" 0x2d5a4a 0x0f1f1a
 cat >"$movie/Big Buck Rabbit (2008).nfo" <<'NFO'
 <?xml version="1.0" encoding="UTF-8"?>
 <movie>
@@ -64,14 +69,14 @@ cat >"$movie/Big Buck Rabbit (2008).nfo" <<'NFO'
 NFO
 
 video "$dir/Movies/Night.Train.2011.1080p.BluRay.x264-GRP.mkv" testsrc 3 "${h264[@]}" -ac 6
-poster "$dir/Movies/Night.Train.2011.1080p.BluRay.x264-GRP-poster.jpg" life
+poster "$dir/Movies/Night.Train.2011.1080p.BluRay.x264-GRP-poster.jpg" "Night Train" 0x1f4068 0x0b132b
 video "$dir/Movies/Café Lumière (2019).mp4" smptebars 3 "${h264[@]}" -ac 1
 
 show="$dir/TV/Quiet Harbour"
 video "$show/Season 1/Quiet Harbour - S01E01 - Arrival.mkv" testsrc2 2 "${h264[@]}"
 video "$show/Season 1/Quiet Harbour - S01E02 - The Lighthouse.mkv" testsrc2 2 "${h264[@]}"
 video "$show/Season 2/Quiet Harbour - S02E01 - Winter Light.mkv" testsrc2 2 "${h264[@]}"
-poster "$show/poster.jpg" cellauto
+poster "$show/poster.jpg" "Quiet Harbour" 0x5c2a3d 0x1b0f1e
 
 video "$dir/Home Videos/Beach Day 2021-07-14.mp4" rgbtestsrc 3 "${h264[@]}"
 

@@ -6,6 +6,8 @@
 #
 #   scripts/run.sh              scan a small sample folder, generated on first use
 #   scripts/run.sh FOLDER...    scan these folders (kinolot scan's arguments)
+#   scripts/run.sh --serve ...  the same, then serve the library's web page at
+#                               http://127.0.0.1:8350/ until Ctrl-C
 #
 # The database lives in $KINOLOT_DB_DIR, by default ~/.local/share/kinolot/db
 # (for root /var/lib/kinolot/db, since the server cannot run as root and must
@@ -15,6 +17,8 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
+serve=false
+if [ "${1:-}" = --serve ]; then serve=true; shift; fi
 "$root/scripts/install-deps.sh"
 
 if [ "$(id -u)" -eq 0 ]; then default_dir=/var/lib/kinolot/db; else
@@ -50,4 +54,9 @@ for kind in movies shows episodes home recordings; do
   "$kinolot" list "$kind" --with summary,actor,director,writer,genre,files,episodes
 done
 echo "Ask for more with $kinolot --help (it uses this database by itself)." >&2
+if $serve; then
+  echo "Open http://127.0.0.1:8350/ in a web browser to browse and edit the library; Ctrl-C stops it." >&2
+  exec "$kinolot" serve --listen 127.0.0.1:8350
+fi
+echo "Browse it in a web browser: scripts/run.sh --serve (or $kinolot serve), then open http://127.0.0.1:8350/" >&2
 exit $status
