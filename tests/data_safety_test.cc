@@ -10,7 +10,6 @@
 #include "kinolot/video_metadata_db.h"
 #include "support/edit_form.h"
 #include "support/test_database.h"
-#include "video_info_test_util.h"
 
 using namespace LibKinolot;
 

@@ -9,7 +9,6 @@
 #include "kinolot/video_info_store.h"
 #include "support/edit_form.h"
 #include "support/test_database.h"
-#include "video_info_test_util.h"
 
 using namespace LibKinolot;
 
