@@ -2,9 +2,7 @@
 // and collection queries assemble, what running them yields, its ownership
 // of the connection, and how rows are decoded into _VIDEO_INFO_ALL_.
 #include <gtest/gtest.h>
-#include <json/json.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string>
@@ -262,129 +260,6 @@ TEST_F(VideoMetadataDbTest, NameListsAreReplacedWholeForDecimalMapperIdsOnly) {
   EXPECT_FALSE(db.InsertList("42", {"Drama", "Comedy"})) << "no such mapper";
   EXPECT_TRUE(LoggedLine("INSERT", "INSERT INTO actor(actor, mapper_id) VALUES('Drama', 42)"));
   EXPECT_EQ(Statements().size(), 1u) << "stops at the first failure";
-}
-
-class CollectionQueryTest : public DatabaseTest {
- protected:
-  void SetUp() override {
-    DatabaseTest::SetUp();
-    Exec("INSERT INTO collection(uid, title) VALUES(1, 'mine'), (1, 'other')");
-  }
-  std::string AddHomeVideo(const std::string& title, const std::string& recordTime) {
-    std::string mapper = AddMapper("home_video");
-    Exec("INSERT INTO home_video(mapper_id, title, sort_title, record_time) VALUES(" + mapper +
-         ", '" + title + "', '" + title + "', '" + recordTime + "')");
-    return mapper;
-  }
-  // Adds a show with one episode and returns the episode's mapper id.
-  std::string AddEpisode(const std::string& show, int year) {
-    std::string showId =
-        Value("INSERT INTO tvshow(mapper_id, title, sort_title) VALUES(" + AddMapper("tvshow") +
-              ", '" + show + "', '" + show + "') RETURNING id");
-    std::string mapper = AddMapper("tvshow_episode");
-    Exec("INSERT INTO tvshow_episode(mapper_id, tvshow_id, year, sort_time) VALUES(" + mapper +
-         ", " + showId + ", " + std::to_string(year) + ", '" + std::to_string(year) + "-06-01')");
-    return mapper;
-  }
-  void Collect(const std::string& mapper, int collection) {
-    Exec("INSERT INTO collection_map(mapper_id, collection_id) VALUES(" + mapper + ", " +
-         std::to_string(collection) + ")");
-  }
-};
-
-TEST_F(CollectionQueryTest, AListingIsOneUnionSortedAndPagedAsOne) {
-  Collect(AddMovie("beta", 2003, "1990-01-01"), 1);
-  Collect(AddMovie("Delta", 2002, "2002-01-01"), 1);
-  Collect(AddHomeVideo("alpha", "2002-07-08 09:10:11"), 1);
-  Collect(AddEpisode("show", 2001), 1);
-  Collect(AddMovie("Charlie", 2000), 2);
-  Collect(AddEpisode("their show", 2001), 2);
-  AddEpisode("no collection", 2001);
-  VideoDB db(nullptr, "");
-  ASSERT_EQ(db.SelectAllByCollectionID("1", "sort_title", ORDER_DIRECTION_DESC, 1, 2), 2);
-  EXPECT_EQ(Listed(db), (Texts{"Delta/movie", "beta/movie"}));
-
-  // Sort times sort by year first; a home video's year and date come from
-  // its record time.
-  ASSERT_EQ(db.SelectAllByCollectionID("1", "sort_time", ORDER_DIRECTION_ASC, 0, 10), 4);
-  EXPECT_EQ(Listed(db),
-            (Texts{"show/tvshow_episode", "Delta/movie", "alpha/home_video", "beta/movie"}));
-  ASSERT_EQ(db.SelectAllByCollectionID("1", "sort_time", ORDER_DIRECTION_ASC, 2, 1), 1);
-  ASSERT_TRUE(db.NextRow());
-  _VIDEO_INFO_ALL_ item;
-  ASSERT_TRUE(db.FetchVideoItem(item));
-  EXPECT_STREQ(item.year, "2002");
-  EXPECT_EQ(std::string(item.originally_available).substr(0, 10), "2002-07-08");
-
-  // A sort column that is not a plain name sorts by title; one the server
-  // does not know fails and is logged.
-  EXPECT_EQ(db.SelectAllByCollectionID("1", "x; DELETE FROM mapper", ORDER_DIRECTION_ASC, 0, 10),
-            4);
-  EXPECT_EQ(db.SelectAllByCollectionID("1", "no_such_column", ORDER_DIRECTION_ASC, 0, 10), -1);
-  EXPECT_TRUE(LoggedLine("COLLECTION", Statements().back()));
-
-  // Without a limit the listing is unordered and unpaged, and takes the
-  // episodes of every collection.
-  ASSERT_EQ(db.SelectAllByCollectionID("1", "title", ORDER_DIRECTION_ASC, 5, 0), 5);
-  for (const char* clause : {"ORDER BY", "OFFSET", "LIMIT"}) {
-    EXPECT_EQ(Statements().back().find(clause), std::string::npos) << clause;
-  }
-  Texts rows = Listed(db);
-  EXPECT_EQ(std::count(rows.begin(), rows.end(), "their show/tvshow_episode"), 1);
-}
-
-TEST_F(CollectionQueryTest, SearchFindsVideosByAnyOfTheirNamesTakenLiterally) {
-  std::string a = AddMovie("Alpha", 2001), b = AddMovie("Bravo", 2002),
-              c = AddEpisode("Show", 2003);
-  for (const std::string& m : {a, b, c}) Collect(m, 1);
-  AddName("actor", a, "Ann Lee");
-  AddName("actor", a, "Anna Lee");
-  AddName("actor", c, "Bob");
-  VideoDB db(nullptr, "");
-  Json::Value criteria;
-  criteria["actor"] = "lee";
-  ASSERT_EQ(db.CollectionGlobalSearch(criteria, "1", "sort_title", ORDER_DIRECTION_ASC, 0, 10), 1)
-      << "one row per video however many names match";
-  EXPECT_EQ(Listed(db), Texts{"Alpha/movie"});
-  criteria["title"] = "show";
-  ASSERT_EQ(db.CollectionGlobalSearch(criteria, "1", "title", ORDER_DIRECTION_DESC, 0, 0), 2)
-      << "criteria are alternatives";
-  EXPECT_EQ(Listed(db), (Texts{"Show/tvshow_episode", "Alpha/movie"}));
-  for (const char* text : {"%", "_", kAwkward}) {
-    criteria = Json::Value();
-    criteria["actor"] = text;
-    EXPECT_EQ(db.CollectionGlobalSearch(criteria, "1", "title", ORDER_DIRECTION_ASC, 0, 10), 0)
-        << "no match is no row, not a failure: " << text;
-  }
-}
-
-TEST_F(CollectionQueryTest, SearchRefusesWhatWouldStandUnquoted) {
-  Collect(AddMovie("Alpha", 2001), 1);
-  VideoDB db(nullptr, "");
-  Json::Value criteria;
-  criteria["title"] = "a";
-  EXPECT_EQ(db.CollectionGlobalSearch(criteria, "1 OR true", "title", ORDER_DIRECTION_ASC, 0, 10),
-            -1);
-  // Criteria whose name is not a plain name are left out, and so is one too
-  // long for its buffer, whose quote would be left open.
-  criteria["1=1) OR (true"] = "x";
-  criteria["actor"] = std::string(1100, 'a') + " OR true OR ";
-  EXPECT_EQ(db.CollectionGlobalSearch(criteria, "1", "title", ORDER_DIRECTION_ASC, 0, 10), 1);
-  EXPECT_EQ(Statements().size(), 1u);
-  EXPECT_EQ(Statements().back().find("aaaa"), std::string::npos);
-  EXPECT_EQ(Statements().back().find("1=1"), std::string::npos);
-  Json::Value unknown;
-  unknown["no_such_column"] = "x";
-  EXPECT_EQ(db.CollectionGlobalSearch(unknown, "1", "title", ORDER_DIRECTION_ASC, 0, 10), -1);
-  EXPECT_TRUE(LoggedLine("C_SEARCH", Statements().back()));
-  // Without a usable criterion nothing is sent.
-  MarkStatements();
-  Json::Value unusable;
-  unusable["a b"] = "x";
-  for (const Json::Value& none : {Json::Value(Json::objectValue), unusable, Json::Value("text")}) {
-    EXPECT_EQ(db.CollectionGlobalSearch(none, "1", "title", ORDER_DIRECTION_ASC, 0, 10), -1);
-  }
-  EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
 }
 
 }  // namespace
