@@ -1,6 +1,7 @@
-// VideoDB against the real server: the SQL text its query builder, writes
-// and collection queries assemble, what running them yields, its ownership
-// of the connection, and how rows are decoded into _VIDEO_INFO_ALL_.
+// VideoDB against the real server: the SQL text its query builder and writes
+// assemble, what running them yields, its ownership of the connection, and
+// how rows are decoded into _VIDEO_INFO_ALL_. Its collection queries are
+// checked through the metadata API.
 #include <gtest/gtest.h>
 
 #include <cstring>
