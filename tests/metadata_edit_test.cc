@@ -114,7 +114,7 @@ TEST_F(MetadataEditTest, FileKeepsItsExtraInformationOnlyUnderTheSameIdentity) {
   EXPECT_TRUE(e.SaveFile(api_, VIDEO_TABLE_MOVIE, "/v/Beta.mkv", FileId("/v/Beta.mkv")));
 }
 
-TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowValues) {
+TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowSummary) {
   EditForm e;
   e.title = "Show One";
   e.isLock = "true";
@@ -129,21 +129,6 @@ TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowValues) {
   EXPECT_EQ(Value("SELECT summary FROM summary su JOIN tvshow s ON s.mapper_id = su.mapper_id"
                   " WHERE s.title = 'Show One'"),
             "About show one");
-
-  // Under a new episode number the file's episode drops the old episode's
-  // extra information; the show, still the same, keeps its own.
-  Exec("UPDATE plus_info SET plus_info = '{\"k\": \"v\"}'");
-  e.episode = "5";
-  ASSERT_TRUE(e.SaveFile(api_, VIDEO_TABLE_TVSHOW_EPISODE, "/v/one/1.mkv", FileId("/v/one/1.mkv")));
-  EXPECT_EQ(Owner("tvshow_episode", "/v/one/1.mkv", "p.plus_info").find("\"k\""),
-            std::string::npos);
-  EXPECT_NE(Value("SELECT plus_info FROM plus_info p JOIN tvshow s ON s.mapper_id = p.mapper_id"
-                  " WHERE s.title = 'Show One'")
-                .find("\"k\""),
-            std::string::npos);
-  EXPECT_EQ(EpisodeFiles(),
-            "Show One 1x5:/v/one/1.mkv,Show One 1x2:/v/one/2.mkv,"
-            "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
 }
 
 TEST_F(MetadataEditTest, RefusedEditsWriteNothing) {
