@@ -94,12 +94,11 @@ class DatabaseTest : public ::testing::Test {
   std::string AddMapper(const std::string& type) {
     return Value("INSERT INTO mapper(type) VALUES(" + Quoted(type) + ") RETURNING id");
   }
-  // A movie whose sort title is its title; a sort time of "" is NULL.
-  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "") {
+  // A movie whose sort title is its title.
+  std::string AddMovie(const std::string& title, int year) {
     std::string mapper = AddMapper("movie");
-    Exec("INSERT INTO movie(mapper_id, title, sort_title, year, sort_time) VALUES(" + mapper +
-         ", " + Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ", " +
-         (sortTime.empty() ? "NULL" : Quoted(sortTime)) + ")");
+    Exec("INSERT INTO movie(mapper_id, title, sort_title, year) VALUES(" + mapper + ", " +
+         Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ")");
     return mapper;
   }
   void AddName(const std::string& table, const std::string& mapper, const std::string& name) {
