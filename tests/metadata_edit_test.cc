@@ -1,7 +1,8 @@
 // Saving edits end to end on a library stored through the indexing
 // interface: a file's description re-saved with edited values, an item
 // updated in place, and items merged into the one that already has the
-// edited identity, for every kind.
+// edited identity, for every kind, taking along collection memberships and
+// leaving the surviving show its own metadata.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -254,6 +255,60 @@ TEST_F(MetadataEditTest, ShowTakingAnotherShowsIdentityGivesItItsEpisodes) {
             "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
   EXPECT_EQ(Shows(), "Show Two 2015");
   EXPECT_EQ(Count("tvshow_episode"), 3);
+}
+
+TEST_F(MetadataEditTest, AMergedMovieHandsItsCollectionMembershipsOn) {
+  const std::string alpha = IdOf("movie", "Alpha"), beta = IdOf("movie", "Beta");
+  const std::string onlyBeta = std::to_string(api_.Collection_Create("1024", "Only Beta"));
+  const std::string both = std::to_string(api_.Collection_Create("1024", "Both"));
+  ASSERT_TRUE(api_.Collection_AddVideo(onlyBeta, "movie", beta));
+  ASSERT_TRUE(api_.Collection_AddVideo(both, "movie", beta));
+  ASSERT_TRUE(api_.Collection_AddVideo(both, "movie", alpha));
+
+  EditForm e;
+  e.title = "Alpha";
+  e.date = "2001";
+  e.isLock = "false";
+  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_MOVIE, beta, ""));
+  EXPECT_EQ(Count("movie"), 1);
+  EXPECT_EQ(Value("SELECT string_agg(c.title || ':' || m.title, ',' ORDER BY c.title) FROM"
+                  " collection_map cm JOIN collection c ON c.id = cm.collection_id JOIN movie m"
+                  " ON m.mapper_id = cm.mapper_id"),
+            "Both:Alpha,Only Beta:Alpha");
+}
+
+TEST_F(MetadataEditTest, AnEpisodeMovedIntoAnExistingShowLeavesThatShowItsMetadata) {
+  _VIDEO_INFO_TVSHOW_ alias = Episode("Alias", 2001, 1, 1);
+  Set(alias.tvshow_originally_available, "2001-09-30");
+  Set(alias.tvshow_summary, "Alias summary");
+  alias.tvshow_plus_info["from"] = "alias";
+  ASSERT_TRUE(StoreVideo("/v/alias.mkv", alias));
+  _VIDEO_INFO_TVSHOW_ spies = Episode("Spies", 2001, 2, 5);
+  Set(spies.tvshow_originally_available, "2001-05-05");
+  Set(spies.tvshow_summary, "Spies summary");
+  spies.tvshow_plus_info["from"] = "spies";
+  ASSERT_TRUE(StoreVideo("/v/spies.mkv", spies));
+  const std::string spiesMapper = Value("SELECT mapper_id FROM tvshow WHERE title = 'Spies'");
+  auto spiesShow = [&] {
+    return Value(
+        "SELECT s.originally_available || '|' || summary || '|' || p.plus_info FROM"
+        " tvshow s JOIN summary USING (mapper_id) JOIN plus_info p USING (mapper_id)"
+        " WHERE s.mapper_id = " +
+        spiesMapper);
+  };
+  const std::string before = spiesShow();
+
+  EditForm e;
+  e.title = "Spies";
+  e.season = "1";
+  e.episode = "1";
+  e.isLock = "false";
+  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE,
+                     Owner("tvshow_episode", "/v/alias.mkv", "t.id"), ""));
+  EXPECT_EQ(Value("SELECT count(*) FROM tvshow_episode e JOIN tvshow s ON s.id = e.tvshow_id"
+                  " WHERE s.title = 'Spies'"),
+            "2");
+  EXPECT_EQ(spiesShow(), before);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The edit side's writes and look-ups on the sample library: what each kind
+// The edit side's writes on the sample library: what each kind
 // takes from an edit, the writes that stay when a later step fails, the
 // season-episode merge of two shows, and values that must never reach the
 // server.
@@ -189,6 +189,15 @@ TEST_F(MetadataUpdateTest, BadIdsTablesAndFieldsSendNothing) {
   EpisodeMap none;
   EXPECT_FALSE(api_.GetSeasonEpisodeByTVShowID("1 OR 1=1", none));
   EXPECT_EQ(id, "unchanged");
+  // Names of tables and columns stand unquoted.
+  for (const char* table : {"actor; delete from movie; --", "movie", "mapper"}) {
+    EXPECT_FALSE(api_.UpdateList(table, "1", "x")) << table;
+  }
+  EXPECT_FALSE(api_.UpdateWDAG("video_file", "1", "", "", "x", ""));
+  VideoDB db(nullptr, "movie");
+  EXPECT_FALSE(db.UpdateDB("1", {{"title='x' WHERE true; DELETE FROM actor; --", "v"}}));
+  EXPECT_FALSE(db.UpdateDBEx("id IS NOT NULL OR movie.id", "1", {{"title", "v"}}));
+  EXPECT_FALSE(db.CategoryHasUnknown("movie; DELETE FROM movie; --", "actor"));
   EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
   EXPECT_EQ(Fingerprint(), before);
 }

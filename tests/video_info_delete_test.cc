@@ -1,5 +1,6 @@
 // Identity look-ups, deleting, folder deleting, renaming and user locks of
-// the indexing interface, on the real server.
+// the indexing interface, on the real server, and paths too long to be
+// named without being cut.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -133,6 +134,25 @@ TEST_F(VideoInfoDeleteTest, RenameMovesEveryFileOfTheDescription) {
   // An empty new path is accepted as it stands.
   EXPECT_EQ(VideoInfoRename("", "/v/It's new.mkv"), 0);
   EXPECT_EQ(Paths(), (Rows{{""}}));
+}
+
+TEST_F(VideoInfoDeleteTest, PathsLongerThanTheFieldAreRefusedNotCut) {
+  // A stored path of 4,095 bytes, the most a field holds, and the same path
+  // one byte longer: cut to the field it would name the stored file.
+  const std::string stored = "/v/" + std::string(4092, 'p');
+  const std::string longer = stored + "x";
+  ASSERT_TRUE(StoreVideo(stored, Movie("Alpha", 2001)));
+  ASSERT_TRUE(StoreVideo("/v/b.mkv", Movie("Beta", 2002)));
+  _VIDEO_INFO_ movie = Movie("Gamma", 2003);
+  EXPECT_EQ(VideoInfoRename(longer.c_str(), "/v/b.mkv"), -1);
+  EXPECT_EQ(VideoInfoRename("/v/c.mkv", longer.c_str()), -1);
+  EXPECT_EQ(VideoInfoDelete(longer.c_str(), true), -1);
+  EXPECT_EQ(VideoInfoSave(longer.c_str(), &movie), -1);
+  EXPECT_FALSE(VideoInfoIsLock(longer.c_str()));
+  EXPECT_TRUE(LoggedMatching("video_db:\\d+ Bad parameter"));
+  EXPECT_EQ(Value("SELECT string_agg(m.title || ':' || length(f.path), ',' ORDER BY m.title)"
+                  " FROM movie m JOIN video_file f ON f.mapper_id = m.mapper_id"),
+            "Alpha:4095,Beta:8");
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // Saving files and descriptions through the indexing interface and reading
 // them back by path, end to end on the real server: the upsert by identity,
 // the relinking of files, the removal of what no file uses any more, what
-// reached the server and what comes back.
+// reached the server and what comes back, and records (impossible dates,
+// bytes the server refuses) that must not leave half a video behind.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/edit_form.h"
 #include "support/test_database.h"
 
 using namespace LibKinolot;
@@ -16,7 +18,21 @@ using namespace LibKinolot;
 namespace kinolot_test {
 namespace {
 
-using VideoInfoSaveTest = DatabaseTest;
+class VideoInfoSaveTest : public DatabaseTest {
+ protected:
+  // Mapper rows that no video, show or file hangs on, and shows without an
+  // episode: what nothing would ever remove again.
+  long Orphans() {
+    return std::stol(Value(
+        "SELECT (SELECT count(*) FROM mapper m WHERE NOT EXISTS (SELECT 1 FROM movie WHERE"
+        " mapper_id = m.id) AND NOT EXISTS (SELECT 1 FROM tvshow WHERE mapper_id = m.id) AND NOT"
+        " EXISTS (SELECT 1 FROM tvshow_episode WHERE mapper_id = m.id) AND NOT EXISTS (SELECT 1"
+        " FROM home_video WHERE mapper_id = m.id) AND NOT EXISTS (SELECT 1 FROM tv_record WHERE"
+        " mapper_id = m.id) AND NOT EXISTS (SELECT 1 FROM video_file WHERE mapper_id = m.id)) +"
+        " (SELECT count(*) FROM tvshow s WHERE NOT EXISTS (SELECT 1 FROM tvshow_episode WHERE"
+        " tvshow_id = s.id))"));
+  }
+};
 using Texts = std::vector<std::string>;
 using Names = std::list<std::string>;
 
@@ -307,6 +323,78 @@ TEST_F(VideoInfoSaveTest, ReadsByPrefixOrHandleAndRefusesBadCalls) {
   while (VideoInfoGet(handle, &file) == 0) paths.push_back(file.path);
   EXPECT_EQ(paths, (Texts{"/v/m.mkv", "%/v/m.mkv", "x/v/m.mkv"}));
   VideoDBHandlerFree(handle);
+}
+
+TEST_F(VideoInfoSaveTest, ImpossibleDatesAreRefusedBeforeAnyStatementAndZerosMeanNone) {
+  ASSERT_EQ(StoreFile("/v/a.mkv"), 0);
+  struct Case {
+    const char* field;
+    const char* date;
+  };
+  for (const Case& c : {Case{"originally_available", "2009-02-30"}, Case{"sort_time", "2009-13-01"},
+                        Case{"tvshow", "2010-04-31"}, Case{"record_time", "2012-06-01 25:00:00"},
+                        Case{"originally_available", "99999999999"}}) {
+    SCOPED_TRACE(c.date);
+    _VIDEO_INFO_TVSHOW_ info = Episode("Alias", 2001, 1, 1);
+    std::string field = c.field;
+    if (field == "originally_available") Set(info.originally_available, c.date);
+    if (field == "sort_time") Set(info.sort_time, c.date);
+    if (field == "tvshow") Set(info.tvshow_originally_available, c.date);
+    if (field == "record_time") info = Recording(VIDEO_TYPE_HOME_VIDEO, "Party", c.date);
+    MarkStatements();
+    EXPECT_EQ(VideoInfoSave("/v/a.mkv", &info), -1);
+    EXPECT_EQ(Statements(), std::vector<std::string>());
+  }
+
+  // Zeros are how metadata sources write "unknown": the video is stored
+  // without a date.
+  for (const char* zeros : {"0000-00-00", "0000"}) {
+    _VIDEO_INFO_ movie = Movie("Zero", 0);
+    Set(movie.originally_available, zeros);
+    ASSERT_EQ(VideoInfoSave("/v/a.mkv", &movie), 0) << zeros;
+    EXPECT_EQ(Value("SELECT year || coalesce(originally_available::text, '-') ||"
+                    " coalesce(sort_time::text, '-') FROM movie"),
+              "0--");
+  }
+
+  // An edit with such a date fails before it writes anything.
+  EditForm e;
+  e.title = "Zero";
+  e.isLock = "false";
+  e.summary = "changed";
+  e.date = "2009-02-30";
+  VideoMetadataAPI api;
+  EXPECT_EQ(e.Update(api, VIDEO_TABLE_MOVIE, Value("SELECT id FROM movie")), -1);
+  EXPECT_EQ(Value("SELECT summary FROM summary"), "");
+  EXPECT_EQ(Orphans(), 0);
+}
+
+TEST_F(VideoInfoSaveTest, ASaveThatFailsHalfwayLeavesNoMapperWithoutItsVideo) {
+  ASSERT_EQ(StoreFile("/v/a.mkv"), 0);
+  ASSERT_TRUE(StoreVideo("/v/s.mkv", Episode("Spies", 2001, 1, 1)));
+  const long mappers = Count("mapper");
+  // Bytes that are no UTF-8: the server refuses the first statement that
+  // carries them, after the save has made a new mapper for its new row.
+  const std::string bad = "Bad \xff\xfe";
+  _VIDEO_INFO_ movie = Movie(bad, 2001);
+  _VIDEO_INFO_TVSHOW_ newShow = Episode(bad, 2001, 1, 1);
+  _VIDEO_INFO_TVSHOW_ newEpisode = Episode("Alias", 2001, 1, 1);
+  Set(newEpisode.tag_line, bad);
+  _VIDEO_INFO_TVSHOW_ episodeOfStoredShow = Episode("Spies", 2001, 1, 2);
+  Set(episodeOfStoredShow.tag_line, bad);
+  _VIDEO_INFO_ home = Recording(VIDEO_TYPE_HOME_VIDEO, bad, "2012-06-01 10:00:00");
+  _VIDEO_INFO_ record = Recording(VIDEO_TYPE_TV_RECORD, "News", "2020-01-01 20:00:00");
+  Set(record.channel_name, bad);
+  for (_VIDEO_INFO_* info : {&movie, &newShow, &newEpisode, &episodeOfStoredShow, &home, &record}) {
+    SCOPED_TRACE(info->type);
+    EXPECT_EQ(VideoInfoSave("/v/a.mkv", info), -1);
+    EXPECT_EQ(Orphans(), 0);
+    EXPECT_EQ(Count("mapper"), mappers);
+  }
+  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("/v/new.mkv");
+  Set(file.video_codec, bad);
+  EXPECT_EQ(VideoInfoVideoFileSave(&file), -1);
+  EXPECT_EQ(Count("mapper"), mappers);
 }
 
 }  // namespace
