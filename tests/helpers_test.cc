@@ -1,17 +1,21 @@
-// Sort titles and release dates derived from what the scanner found; no
-// database involved.
+// The helpers that need no database: type names, text helpers, and the sort
+// titles and release dates derived from what the scanner found.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "foundation/video_types.h"
+#include "kinolot/string_helpers.h"
 #include "support/test_database.h"
 
 using namespace LibKinolot;
 
 namespace kinolot_test {
 namespace {
+
+using Texts = std::vector<std::string>;
 
 std::string SortTitle(const std::string& title) {
   char out[255];
@@ -112,6 +116,37 @@ TEST(FillVideoInfo, DerivesTheShowsDatesAndReadsUnterminatedTitlesToTheirEnd) {
   movie.Clear();
   EXPECT_EQ(movie.type, VIDEO_TYPE_INVALID);
   EXPECT_TRUE(movie.title[0] == '\0' && movie.actor.empty() && movie.plus_info.isNull());
+}
+
+TEST(VideoTypeNames, NameKnownTypesAndFallBackToInvalidOutsideTheRange) {
+  EXPECT_STREQ(VideoTypeGetName(VIDEO_TYPE_TVSHOW_EPISODE), "tvshow_episode");
+  EXPECT_STREQ(VideoTableTypeGetName(VIDEO_TABLE_GNERE), "gnere");
+  for (int outside : {-1, 7, 17}) {
+    EXPECT_STREQ(VideoTypeGetName(static_cast<_VIDEO_TYPE_>(outside)), "invalid");
+    if (outside != 7) {
+      EXPECT_STREQ(VideoTableTypeGetName(static_cast<_VIDEO_TABLE_TYPE_>(outside)), "invalid");
+    }
+  }
+  // A name is deliberately never mapped back to its type.
+  EXPECT_EQ(VideoTypeGetType("movie"), VIDEO_TYPE_INVALID);
+  EXPECT_EQ(VideoTypeGetType(nullptr), VIDEO_TYPE_INVALID);
+}
+
+TEST(StringHelpers, SplitJoinAndEscapeTexts) {
+  EXPECT_EQ(szValueCheck(nullptr), "");
+  EXPECT_EQ(szValueCheck("Amélie"), "Amélie");
+  EXPECT_EQ(StringImplode({"a", "b", "c"}, " and "), "a and b and c");
+  EXPECT_EQ(StringImplode({}, ","), "");
+  EXPECT_EQ(StringImplode({"", ""}, "|"), "|");
+  EXPECT_EQ(StringImplode({"x", "y"}, nullptr), "xy");
+  // Any delimiter character splits; empty tokens are dropped.
+  EXPECT_EQ(StringExplode(",a,,b,", ","), (Texts{"a", "b"}));
+  EXPECT_EQ(StringExplode("a b,c", ", "), (Texts{"a", "b", "c"}));
+  EXPECT_TRUE(StringExplode("|||", "|").empty());
+  EXPECT_EQ(StringExplode("Björk|Sigur Rós", "|"), (Texts{"Björk", "Sigur Rós"}));
+  EXPECT_EQ(StringExplode("no delimiter", ""), (Texts{"no delimiter"}));
+  // Quotes are doubled; backslashes are plain letters on these connections.
+  EXPECT_EQ(SQLEscapeString("It's \\"), "It''s \\");
 }
 
 }  // namespace
