@@ -44,12 +44,10 @@ TEST_F(MetadataListTest, PagesCountEverythingAndPointAtTheNextPage) {
       << testing::PrintToString(Statements());
   // alpha, Beta, OBrien, Sale 50%, Sale 500; the offset points past the page.
   EXPECT_EQ(Column(answer_["movies"], "id"), "5,3");
-  EXPECT_EQ(answer_["offset"], Json::Value(Json::UInt64(4)));
-  EXPECT_EQ(answer_["total"], Json::Value(Json::UInt64(5)));
+  EXPECT_EQ(std::make_pair(answer_["offset"].asUInt(), answer_["total"].asUInt()),
+            std::make_pair(4u, 5u));
   EXPECT_EQ(std::make_pair(total_, count_), std::make_pair(5ul, 0ul)) << "count stays 0";
 
-  ASSERT_TRUE(ListMovies(0, 0, "year", ORDER_DIRECTION_DESC));
-  EXPECT_EQ(Column(answer_["movies"], "original_available"), "2005,2003,2003,2001-05-04,1999");
   ASSERT_TRUE(ListMovies(20, 10, ""));
   EXPECT_EQ(answer_, Page(5, 20, "movies"));
 }
