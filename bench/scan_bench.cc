@@ -57,7 +57,7 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
-  kinolot_test::TempFolder folder;
+  kinolot_test::TempDir folder;
   if (folder.path().empty()) return 1;
   // Three of every four files are movies, the fourth an episode of one of
   // twenty shows with five seasons each.

@@ -92,14 +92,51 @@ TEST_F(MetadataCollectionTest, MembersOfEveryKindWithTheirOwnAdditionalInformati
   EXPECT_EQ(std::make_pair(answer_["offset"].asUInt(), answer_["total"].asUInt()),
             std::make_pair(3u, 4u));
 
-  // Searching: the criteria are alternatives, and only members are found.
-  ASSERT_TRUE(SearchFavs(R"({"actor": "ann"})"));
+  // Searching: the criteria are alternatives, and only members are found,
+  // each once however many of its names match.
+  ASSERT_TRUE(SearchFavs(R"({"actor": "e"})"));
   EXPECT_EQ(Column(answer_["videos"], "mapper_id"), "1,7");
   EXPECT_EQ(std::make_pair(answer_["offset"].asUInt(), total_), std::make_pair(2u, 2ul));
   ASSERT_TRUE(SearchFavs(R"({"title": "IR", "actor": "nobody"})"));
   EXPECT_EQ(Column(answer_["videos"], "title"), "Birthday");
   ASSERT_TRUE(SearchFavs(R"({"actor": "ann"})", "2"));  // movie 2 has Ann Lee too
   EXPECT_EQ(answer_, Page(0, 0, "videos"));
+}
+
+TEST_F(MetadataCollectionTest, SortKeysAndCriteriaAreTakenAsNamesAndLiteralsOnly) {
+  Exec("INSERT INTO collection_map(mapper_id, collection_id) VALUES (7, 1), (10, 1), (13, 1)");
+  // Sort times sort by year first; a home video's year is its recording's.
+  Exec("UPDATE movie SET sort_time = '2030-01-01' WHERE id = 1");
+  auto list = [&](const std::string& sortBy) {
+    return api_.Collection_VideoList("1", 0, 10, VIDEO_ADDITIONAL_NONE, sortBy, ORDER_DIRECTION_ASC,
+                                     answer_, total_, count_);
+  };
+  ASSERT_TRUE(list("sort_time"));
+  EXPECT_EQ(Column(answer_["videos"], "title"), "Alpha,Show One,Birthday,Film Night");
+  // A sort key that is not a plain name sorts by title; an unknown one fails.
+  ASSERT_TRUE(list("x; DELETE FROM mapper"));
+  EXPECT_EQ(Column(answer_["videos"], "title"), "Alpha,Birthday,Film Night,Show One");
+  EXPECT_FALSE(list("no_such_column"));
+
+  // Criteria names that are not plain names, and a criterion too long for
+  // its buffer (its quote would be left open), are left out.
+  Json::Value criteria;
+  criteria["title"] = "a";
+  criteria["1=1) OR (true"] = "x";
+  criteria["actor"] = std::string(1100, 'a') + " OR true OR ";
+  ASSERT_TRUE(SearchFavs(criteria.toStyledString().c_str()));
+  EXPECT_EQ(Column(answer_["videos"], "title"), "Alpha,Birthday");
+  for (const char* text : {"%", "_", kAwkward}) {
+    criteria = Json::Value();
+    criteria["actor"] = text;
+    ASSERT_TRUE(SearchFavs(criteria.toStyledString().c_str())) << text;
+    EXPECT_EQ(total_, 0u) << "no match is no row: " << text;
+  }
+  EXPECT_FALSE(SearchFavs(R"({"no_such_column": "x"})"));
+  MarkStatements();
+  EXPECT_FALSE(SearchFavs(R"({"a b": "x"})"));
+  EXPECT_TRUE(Statements().empty()) << "without a usable criterion nothing is sent";
+  EXPECT_EQ(Count("mapper"), 13);
 }
 
 TEST_F(MetadataCollectionTest, RefusedListsAndSearchesSendNothing) {

@@ -1,7 +1,8 @@
 // Saving edits end to end on a library stored through the indexing
 // interface: a file's description re-saved with edited values, an item
 // updated in place, and items merged into the one that already has the
-// edited identity, for every kind.
+// edited identity, for every kind, taking along collection memberships and
+// leaving the surviving show its own metadata.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +10,6 @@
 #include "kinolot/video_info_store.h"
 #include "support/edit_form.h"
 #include "support/test_database.h"
-#include "video_info_test_util.h"
 
 using namespace LibKinolot;
 
@@ -70,12 +70,6 @@ class MetadataEditTest : public DatabaseTest {
   std::string Shows() {
     return Value("SELECT string_agg(title || ' ' || year, ',' ORDER BY title) FROM tvshow");
   }
-  std::string ShowSummary(const std::string& title) {
-    return Value(
-        "SELECT summary FROM summary su JOIN tvshow s ON s.mapper_id = su.mapper_id"
-        " WHERE s.title = '" +
-        title + "'");
-  }
 
   VideoMetadataAPI api_;
 };
@@ -121,7 +115,7 @@ TEST_F(MetadataEditTest, FileKeepsItsExtraInformationOnlyUnderTheSameIdentity) {
   EXPECT_TRUE(e.SaveFile(api_, VIDEO_TABLE_MOVIE, "/v/Beta.mkv", FileId("/v/Beta.mkv")));
 }
 
-TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowValues) {
+TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowSummary) {
   EditForm e;
   e.title = "Show One";
   e.isLock = "true";
@@ -133,22 +127,9 @@ TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowValues) {
   EXPECT_EQ(Owner("tvshow_episode", "/v/one/1.mkv",
                   "t.tag_line || t.isLock || (SELECT isLock FROM tvshow WHERE id = t.tvshow_id)"),
             "Pilottruetrue");
-  EXPECT_EQ(ShowSummary("Show One"), "About show one");
-
-  // Under a new episode number the file's episode drops the old episode's
-  // extra information; the show, still the same, keeps its own.
-  Exec("UPDATE plus_info SET plus_info = '{\"k\": \"v\"}'");
-  e.episode = "5";
-  ASSERT_TRUE(e.SaveFile(api_, VIDEO_TABLE_TVSHOW_EPISODE, "/v/one/1.mkv", FileId("/v/one/1.mkv")));
-  EXPECT_EQ(Owner("tvshow_episode", "/v/one/1.mkv", "p.plus_info").find("\"k\""),
-            std::string::npos);
-  EXPECT_NE(Value("SELECT plus_info FROM plus_info p JOIN tvshow s ON s.mapper_id = p.mapper_id"
-                  " WHERE s.title = 'Show One'")
-                .find("\"k\""),
-            std::string::npos);
-  EXPECT_EQ(EpisodeFiles(),
-            "Show One 1x5:/v/one/1.mkv,Show One 1x2:/v/one/2.mkv,"
-            "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
+  EXPECT_EQ(Value("SELECT summary FROM summary su JOIN tvshow s ON s.mapper_id = su.mapper_id"
+                  " WHERE s.title = 'Show One'"),
+            "About show one");
 }
 
 TEST_F(MetadataEditTest, RefusedEditsWriteNothing) {
@@ -226,32 +207,6 @@ TEST_F(MetadataEditTest, MovieIsUpdatedInPlaceOrMergedIntoTheOwnerOfItsNewIdenti
   EXPECT_EQ(Value("SELECT title FROM home_video"), "Party at Home");
 }
 
-TEST_F(MetadataEditTest, EpisodeMovedOntoAnotherEpisodeOfItsShowIsMergedIntoIt) {
-  EditForm e;
-  e.title = "Show One";
-  e.isLock = "false";
-  e.season = "1";
-  e.episode = "2";
-  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE,
-                     Owner("tvshow_episode", "/v/one/1.mkv", "t.id"), ""));
-  EXPECT_EQ(EpisodeFiles(),
-            "Show One 1x2:/v/one/1.mkv,Show One 1x2:/v/one/2.mkv,"
-            "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
-  EXPECT_EQ(Count("tvshow_episode"), 3);
-
-  // A free season and episode: the episode changes in place, and its show
-  // takes the show values.
-  e.episode = "7";
-  e.tvshowDate = "2010";
-  e.tvshowSummary = "Show summary";
-  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE,
-                     Owner("tvshow_episode", "/v/one/2.mkv", "t.id"), ""));
-  EXPECT_EQ(EpisodeFiles(),
-            "Show One 1x7:/v/one/1.mkv,Show One 1x7:/v/one/2.mkv,"
-            "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
-  EXPECT_EQ(ShowSummary("Show One"), "Show summary");
-}
-
 TEST_F(MetadataEditTest, EpisodeChangingShowsJoinsOrCreatesTheShow) {
   EditForm e;
   e.isLock = "false";
@@ -300,6 +255,60 @@ TEST_F(MetadataEditTest, ShowTakingAnotherShowsIdentityGivesItItsEpisodes) {
             "Show Two 1x2:/v/two/2.mkv,Show Two 1x3:/v/two/3.mkv");
   EXPECT_EQ(Shows(), "Show Two 2015");
   EXPECT_EQ(Count("tvshow_episode"), 3);
+}
+
+TEST_F(MetadataEditTest, AMergedMovieHandsItsCollectionMembershipsOn) {
+  const std::string alpha = IdOf("movie", "Alpha"), beta = IdOf("movie", "Beta");
+  const std::string onlyBeta = std::to_string(api_.Collection_Create("1024", "Only Beta"));
+  const std::string both = std::to_string(api_.Collection_Create("1024", "Both"));
+  ASSERT_TRUE(api_.Collection_AddVideo(onlyBeta, "movie", beta));
+  ASSERT_TRUE(api_.Collection_AddVideo(both, "movie", beta));
+  ASSERT_TRUE(api_.Collection_AddVideo(both, "movie", alpha));
+
+  EditForm e;
+  e.title = "Alpha";
+  e.date = "2001";
+  e.isLock = "false";
+  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_MOVIE, beta, ""));
+  EXPECT_EQ(Count("movie"), 1);
+  EXPECT_EQ(Value("SELECT string_agg(c.title || ':' || m.title, ',' ORDER BY c.title) FROM"
+                  " collection_map cm JOIN collection c ON c.id = cm.collection_id JOIN movie m"
+                  " ON m.mapper_id = cm.mapper_id"),
+            "Both:Alpha,Only Beta:Alpha");
+}
+
+TEST_F(MetadataEditTest, AnEpisodeMovedIntoAnExistingShowLeavesThatShowItsMetadata) {
+  _VIDEO_INFO_TVSHOW_ alias = Episode("Alias", 2001, 1, 1);
+  Set(alias.tvshow_originally_available, "2001-09-30");
+  Set(alias.tvshow_summary, "Alias summary");
+  alias.tvshow_plus_info["from"] = "alias";
+  ASSERT_TRUE(StoreVideo("/v/alias.mkv", alias));
+  _VIDEO_INFO_TVSHOW_ spies = Episode("Spies", 2001, 2, 5);
+  Set(spies.tvshow_originally_available, "2001-05-05");
+  Set(spies.tvshow_summary, "Spies summary");
+  spies.tvshow_plus_info["from"] = "spies";
+  ASSERT_TRUE(StoreVideo("/v/spies.mkv", spies));
+  const std::string spiesMapper = Value("SELECT mapper_id FROM tvshow WHERE title = 'Spies'");
+  auto spiesShow = [&] {
+    return Value(
+        "SELECT s.originally_available || '|' || summary || '|' || p.plus_info FROM"
+        " tvshow s JOIN summary USING (mapper_id) JOIN plus_info p USING (mapper_id)"
+        " WHERE s.mapper_id = " +
+        spiesMapper);
+  };
+  const std::string before = spiesShow();
+
+  EditForm e;
+  e.title = "Spies";
+  e.season = "1";
+  e.episode = "1";
+  e.isLock = "false";
+  ASSERT_TRUE(e.Edit(api_, VIDEO_TABLE_TVSHOW_EPISODE,
+                     Owner("tvshow_episode", "/v/alias.mkv", "t.id"), ""));
+  EXPECT_EQ(Value("SELECT count(*) FROM tvshow_episode e JOIN tvshow s ON s.id = e.tvshow_id"
+                  " WHERE s.title = 'Spies'"),
+            "2");
+  EXPECT_EQ(spiesShow(), before);
 }
 
 }  // namespace

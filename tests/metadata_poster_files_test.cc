@@ -12,7 +12,6 @@
 #include "kinolot/video_metadata_api.h"
 #include "support/temp_files.h"
 #include "support/test_database.h"
-#include "video_info_test_util.h"
 
 using namespace LibKinolot;
 

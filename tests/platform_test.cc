@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <thread>
@@ -21,6 +19,7 @@
 #include "kinolot/platform/vexo_db.h"
 #include "kinolot/platform/vexo_file.h"
 #include "kinolot/platform/vlib_c.h"
+#include "support/temp_files.h"
 #include "support/test_database.h"
 
 namespace {
@@ -221,94 +220,65 @@ TEST(ShellQuoteTest, ShellReadsTheQuotedParameterBackUnchanged) {
   EXPECT_EQ(VLIBCErrGet(), VLIBC_ERR_BUFFER_TOO_SMALL);
 }
 
-class FileCopyTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    char folder[] = "/tmp/kinolot-copy-XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    folder_ = folder;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  std::string Path(const char* name) { return folder_ + "/" + name; }
-  static void Write(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-  }
-  static std::string Read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  int Copy(const char* from, const char* to, VEXO_FILE_COPY_OPT* options) {
-    return VEXOFileCopy(Path(from).c_str(), Path(to).c_str(), options);
-  }
-  std::set<std::string> Names() {
+// VEXOFileCopy copies every byte or leaves nothing behind: no partial
+// destination and no temporary file, whatever failed.
+TEST(FileCopyTest, CopiesEveryByteOrLeavesNothing) {
+  kinolot_test::TempDir dir;
+  auto copy = [&](const char* from, const char* to, VEXO_FILE_COPY_OPT* options) {
+    return VEXOFileCopy((dir / from).c_str(), (dir / to).c_str(), options);
+  };
+  auto names = [&] {
     std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
       names.insert(entry.path().filename());
-    }
     return names;
-  }
-
-  std::string folder_;
-  VEXO_FILE_COPY_OPT overwrite_ = {0, 1, 0, 0};
-};
-
-TEST_F(FileCopyTest, CopiesEveryByteAndHonoursOptions) {
-  // Larger than one read, with NUL bytes and every byte value.
+  };
+  // Larger than one read, with NUL bytes and every byte value; mode and
+  // times kept when asked.
   std::string bytes;
   for (int i = 0; i < 300000; ++i) bytes.push_back(static_cast<char>(i * 7 % 256));
-  Write(Path("src"), bytes);
-  chmod(Path("src").c_str(), 0640);
+  kinolot_test::WriteFile(dir / "src", bytes);
+  chmod((dir / "src").c_str(), 0640);
   struct timespec times[2] = {{1000000000, 5}, {1000000000, 0}};
-  utimensat(AT_FDCWD, Path("src").c_str(), times, 0);
-  VEXO_FILE_COPY_OPT keep = {1, 0, 1, 1};
-  ASSERT_EQ(Copy("src", "dst", &keep), 0);
-  EXPECT_EQ(Read(Path("dst")), bytes);
+  utimensat(AT_FDCWD, (dir / "src").c_str(), times, 0);
+  VEXO_FILE_COPY_OPT keep = {1, 0, 1, 1}, overwrite = {0, 1, 0, 0};
+  ASSERT_EQ(copy("src", "dst", &keep), 0);
+  EXPECT_EQ(kinolot_test::ReadFile(dir / "dst"), bytes);
   struct stat st;
-  ASSERT_EQ(stat(Path("dst").c_str(), &st), 0);
+  ASSERT_EQ(stat((dir / "dst").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 07777, 0640u);
   EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);
+  // An existing destination is replaced only when asked.
+  kinolot_test::WriteFile(dir / "src", "new");
+  EXPECT_EQ(copy("src", "dst", nullptr), -1);
+  EXPECT_EQ(kinolot_test::ReadFile(dir / "dst"), bytes);
+  EXPECT_EQ(copy("src", "dst", &overwrite), 0);
+  EXPECT_EQ(kinolot_test::ReadFile(dir / "dst"), "new");
+  EXPECT_EQ(copy("src", "src", &overwrite), 0);
+  EXPECT_EQ(kinolot_test::ReadFile(dir / "src"), "new") << "a copy onto itself keeps the content";
+  EXPECT_EQ(IsFileExist((dir / "dst").c_str()) + IsFileExist(nullptr), 1);
 
-  // An existing destination is replaced only when asked; a copy onto
-  // itself keeps the content.
-  Write(Path("src"), "new");
-  EXPECT_EQ(Copy("src", "dst", nullptr), -1);
-  EXPECT_EQ(Read(Path("dst")), bytes);
-  EXPECT_EQ(Copy("src", "dst", &overwrite_), 0);
-  EXPECT_EQ(Read(Path("dst")), "new");
-  EXPECT_EQ(Copy("src", "src", &overwrite_), 0);
-  EXPECT_EQ(Read(Path("src")), "new");
-  EXPECT_EQ(Names(), (std::set<std::string>{"src", "dst"})) << "no temporary file stays";
-  EXPECT_EQ(IsFileExist(Path("dst").c_str()), 1);
-  EXPECT_EQ(IsFileExist(nullptr), 0);
-}
-
-TEST_F(FileCopyTest, FailedCopyLeavesNoDestinationNorTemporaryFile) {
-  EXPECT_EQ(Copy("missing", "dst", nullptr), -1);
-  EXPECT_EQ(Copy("missing", "dst", &overwrite_), -1);
-  mkdir(Path("folder").c_str(), 0755);
-  EXPECT_EQ(Copy("folder", "dst", nullptr), -1) << "a folder is not a regular file";
-  EXPECT_EQ(Names(), std::set<std::string>{"folder"});
-
-  // Writes that fail half way: the partial copy goes.
-  Write(Path("src"), std::string(100000, 'x'));
+  // A missing source, a folder, and writes that fail half way.
+  std::filesystem::remove(dir / "dst");
+  EXPECT_EQ(copy("missing", "dst", &overwrite), -1);
+  mkdir((dir / "folder").c_str(), 0755);
+  EXPECT_EQ(copy("folder", "dst", nullptr), -1);
+  kinolot_test::WriteFile(dir / "src", std::string(100000, 'x'));
   struct rlimit old_limit;
   getrlimit(RLIMIT_FSIZE, &old_limit);
   struct rlimit small = old_limit;
   small.rlim_cur = 1000;
   void (*old_handler)(int) = signal(SIGXFSZ, SIG_IGN);
   setrlimit(RLIMIT_FSIZE, &small);
-  int plain = Copy("src", "dst", nullptr);
-  int replacing = Copy("src", "dst", &overwrite_);
+  int plain = copy("src", "dst", nullptr);
+  int replacing = copy("src", "src2", &overwrite);
   setrlimit(RLIMIT_FSIZE, &old_limit);
   signal(SIGXFSZ, old_handler);
-  EXPECT_EQ(plain, -1);
-  EXPECT_EQ(replacing, -1);
-  // A destination that cannot be replaced (a folder with content) keeps no
-  // temporary file either.
-  mkdir(Path("folder/inner").c_str(), 0755);
-  EXPECT_EQ(Copy("src", "folder", &overwrite_), -1);
-  EXPECT_EQ(Names(), (std::set<std::string>{"folder", "src"}));
+  EXPECT_EQ(plain + replacing, -2);
+  // A destination that cannot be replaced (a folder with content).
+  mkdir((dir / "folder/inner").c_str(), 0755);
+  EXPECT_EQ(copy("src", "folder", &overwrite), -1);
+  EXPECT_EQ(names(), (std::set<std::string>{"folder", "src"}));
 }
 
 }  // namespace

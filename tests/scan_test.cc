@@ -1,19 +1,16 @@
 // The media scanner, from names to stored rows: real files generated with
 // ffmpeg, scanned into the real database, and the `kinolot scan` program's
 // exit status and JSON summary.
-#include <json/reader.h>
-#include <sys/wait.h>
-
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "kinolot/poster_store.h"
 #include "media_name.h"
 #include "progress.h"
 #include "scanner.h"
+#include "support/run_program.h"
 #include "support/sample_videos.h"
 #include "support/test_database.h"
 #include "video_description.h"
@@ -142,7 +139,7 @@ class ScanTest : public DatabaseTest {
     return all;
   }
 
-  TempFolder dir_;
+  TempDir dir_;
 };
 
 TEST_F(ScanTest, StoresProbedDataAndUnprobeableFilesByName) {
@@ -313,55 +310,39 @@ TEST_F(ScanTest, AFailingFileSpoilsItsBatchButOnlyItselfFails) {
   EXPECT_EQ(Scan().added, 1);
 }
 
-// Runs the kinolot program; returns its exit status, with its output.
-int RunKinolot(const std::string& arguments, std::string* out, std::string* err,
-               const std::string& environment = "") {
-  TempFolder errors;
-  std::string err_path = errors.path() + "/stderr";
-  std::string command = environment + " " + KINOLOT_COMMAND + " " + arguments + " 2>" + err_path;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return -1;
-  out->clear();
-  char buffer[4096];
-  for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) out->append(buffer, n);
-  int status = pclose(pipe);
-  std::stringstream text;
-  text << std::ifstream(err_path).rdbuf();
-  *err = text.str();
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(ScanTest, CommandExitStatusAndJsonSummary) {
   RefuseTitle("Refused");
   std::string refused = Place(Sample::kMatroskaH264, "movies/Refused (2002).mkv");
   Place(Sample::kMatroskaH264, "movies/Show S01E01.mkv");
   Place(Sample::kMatroskaH264, "shows/Show S01E01.mkv");
-  std::string out, err;
-  std::string folders =
-      " --as movies '" + dir_.path() + "/movies' --as shows '" + dir_.path() + "/shows'";
-  ASSERT_EQ(RunKinolot("scan --json" + folders, &out, &err), 1) << err;
-  EXPECT_EQ(err, "");  // no progress bar into a pipe
-  Json::Value json;
-  std::istringstream in(out);
-  ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &json, nullptr)) << out;
-  EXPECT_EQ(json["found"].asInt(), 3);
-  EXPECT_EQ(json["added"].asInt(), 2);
-  ASSERT_EQ(json["failed"].size(), 1u);
-  EXPECT_EQ(json["failed"][0]["path"].asString(), refused);
-  EXPECT_FALSE(json["failed"][0]["reason"].asString().empty());
+  const std::vector<std::string> folders = {"--as", "movies", dir_.path() + "/movies",
+                                            "--as", "shows",  dir_.path() + "/shows"};
+  std::vector<std::string> args = {"scan", "--json"};
+  args.insert(args.end(), folders.begin(), folders.end());
+  Ran ran = RunProgram(KINOLOT_COMMAND, args);
+  ASSERT_EQ(ran.status, 1) << ran.err;
+  EXPECT_EQ(ran.err, "");  // no progress bar into a pipe
+  EXPECT_EQ(ran.json["found"].asInt(), 3);
+  EXPECT_EQ(ran.json["added"].asInt(), 2);
+  ASSERT_EQ(ran.json["failed"].size(), 1u) << ran.out;
+  EXPECT_EQ(ran.json["failed"][0]["path"].asString(), refused);
+  EXPECT_FALSE(ran.json["failed"][0]["reason"].asString().empty());
   // Each folder was taken as its --as says.
   EXPECT_EQ(Value("SELECT title FROM movie"), "Show S01E01");
   EXPECT_EQ(Value("SELECT title FROM tvshow"), "Show");
 
   Exec("DROP TRIGGER refuse ON movie");
-  ASSERT_EQ(RunKinolot("scan" + folders, &out, &err), 0) << err;
-  EXPECT_EQ(out.rfind("3 found: 1 added, 0 updated, 2 unchanged, 0 removed, 0 failed", 0), 0u)
-      << out;
-
-  EXPECT_EQ(RunKinolot("scan '" + dir_.path() + "/none'", &out, &err), 2);
-  EXPECT_NE(err.find(dir_.path() + "/none"), std::string::npos) << err;
-  EXPECT_EQ(RunKinolot("scan " + dir_.path(), &out, &err, "PGHOST=/nowhere/kinolot"), 2);
-  EXPECT_NE(err.find("/nowhere/kinolot"), std::string::npos) << err;
+  args.erase(args.begin() + 1);
+  ran = RunProgram(KINOLOT_COMMAND, args);
+  ASSERT_EQ(ran.status, 0) << ran.err;
+  EXPECT_EQ(ran.out.rfind("3 found: 1 added, 0 updated, 2 unchanged, 0 removed, 0 failed", 0), 0u)
+      << ran.out;
+  ran = RunProgram(KINOLOT_COMMAND, {"scan", dir_.path() + "/none"});
+  EXPECT_EQ(ran.status, 2);
+  EXPECT_NE(ran.err.find(dir_.path() + "/none"), std::string::npos) << ran.err;
+  ran = RunProgram(KINOLOT_COMMAND, {"scan", dir_.path()}, "PGHOST=/nowhere/kinolot");
+  EXPECT_EQ(ran.status, 2);
+  EXPECT_NE(ran.err.find("/nowhere/kinolot"), std::string::npos) << ran.err;
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::map<Sample, std::string> Generate() {
-  static TempFolder samples;
+  static TempDir samples;
   const std::string& folder = samples.path();
   if (folder.empty()) return {};
   const std::string ffmpeg = "ffmpeg -v error -y -nostdin ";
@@ -49,16 +49,6 @@ std::map<Sample, std::string> Generate() {
 }
 
 }  // namespace
-
-TempFolder::TempFolder() {
-  char folder[] = "/tmp/kinolot-samples.XXXXXX";
-  if (mkdtemp(folder) != nullptr && chmod(folder, 0755) == 0) path_ = folder;
-}
-
-TempFolder::~TempFolder() {
-  std::error_code error;
-  if (!path_.empty()) fs::remove_all(path_, error);
-}
 
 const std::string& SamplePath(Sample sample) {
   static const std::map<Sample, std::string> paths = Generate();

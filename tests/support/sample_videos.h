@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "support/temp_files.h"
+
 namespace kinolot_test {
 
 enum class Sample {
@@ -29,20 +31,6 @@ const std::string& SamplePath(Sample sample);
 // will change) a copy of it, creating the folders on the way, all readable by
 // everyone. Returns false on failure.
 bool PlaceSample(Sample sample, const std::string& path, bool copy = false);
-
-// A new empty folder under /tmp that everyone may read, removed with all it
-// holds when the object goes. path() is "" when it could not be made.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 }  // namespace kinolot_test
 

@@ -15,8 +15,6 @@
 
 namespace kinolot_test {
 
-const char* const kNull = "<NULL>";
-
 namespace {
 
 const char kIdent[] = "kinolot-test";
@@ -113,7 +111,7 @@ Rows DatabaseTest::Query(const std::string& sql) {
   for (int r = 0; r < PQntuples(res); ++r) {
     Row row;
     for (int c = 0; c < PQnfields(res); ++c) {
-      row.push_back(PQgetisnull(res, r, c) ? kNull : PQgetvalue(res, r, c));
+      row.push_back(PQgetisnull(res, r, c) ? "<NULL>" : PQgetvalue(res, r, c));
     }
     rows.push_back(row);
   }
@@ -181,11 +179,6 @@ std::vector<std::string> DatabaseTest::Statements() {
 bool DatabaseTest::Received(const std::string& sql) {
   std::vector<std::string> all = Statements();
   return std::find(all.begin(), all.end(), sql) != all.end();
-}
-
-bool DatabaseTest::Logged(const std::string& line) {
-  std::vector<std::string> lines = LogLines();
-  return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 bool DatabaseTest::LoggedMatching(const std::string& regex) {

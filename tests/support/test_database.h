@@ -24,8 +24,6 @@ namespace kinolot_test {
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 
-// Text that Query() gives for SQL NULL.
-extern const char* const kNull;
 // Texts that break naive quoting, LIKE patterns or printf-style formatting.
 constexpr char kAwkward[] = "O'Brien \\n 100% _x_ '' \xC3\xA9t\xC3\xA9 \xE6\x98\xA0\xE7\x94\xBB %s";
 
@@ -66,6 +64,7 @@ class DatabaseTest : public ::testing::Test {
   // Runs `sql` on the fixture's own connection, bypassing the library.
   // Fails the test on an error.
   void Exec(const std::string& sql) { Query(sql); }
+  // SQL NULL reads as "<NULL>".
   Rows Query(const std::string& sql);
   // First column of the first row, "" when there is none.
   std::string Value(const std::string& sql);
@@ -85,7 +84,6 @@ class DatabaseTest : public ::testing::Test {
 
   // Syslog lines the library wrote since SetUp, without the ident.
   std::vector<std::string> LogLines() { return syslog_.Lines(); }
-  bool Logged(const std::string& line);
   // True when a syslog line matches `regex` in full (ECMAScript); useful
   // where a line number stands in the text.
   bool LoggedMatching(const std::string& regex);
@@ -96,12 +94,11 @@ class DatabaseTest : public ::testing::Test {
   std::string AddMapper(const std::string& type) {
     return Value("INSERT INTO mapper(type) VALUES(" + Quoted(type) + ") RETURNING id");
   }
-  // A movie whose sort title is its title; a sort time of "" is NULL.
-  std::string AddMovie(const std::string& title, int year, const std::string& sortTime = "") {
+  // A movie whose sort title is its title.
+  std::string AddMovie(const std::string& title, int year) {
     std::string mapper = AddMapper("movie");
-    Exec("INSERT INTO movie(mapper_id, title, sort_title, year, sort_time) VALUES(" + mapper +
-         ", " + Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ", " +
-         (sortTime.empty() ? "NULL" : Quoted(sortTime)) + ")");
+    Exec("INSERT INTO movie(mapper_id, title, sort_title, year) VALUES(" + mapper + ", " +
+         Quoted(title) + ", " + Quoted(title) + ", " + std::to_string(year) + ")");
     return mapper;
   }
   void AddName(const std::string& table, const std::string& mapper, const std::string& name) {

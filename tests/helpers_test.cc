@@ -1,17 +1,21 @@
-// Sort titles and release dates derived from what the scanner found; no
-// database involved.
+// The helpers that need no database: type names, text helpers, and the sort
+// titles and release dates derived from what the scanner found.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "foundation/video_types.h"
+#include "kinolot/string_helpers.h"
 #include "support/test_database.h"
 
 using namespace LibKinolot;
 
 namespace kinolot_test {
 namespace {
+
+using Texts = std::vector<std::string>;
 
 std::string SortTitle(const std::string& title) {
   char out[255];
@@ -20,7 +24,7 @@ std::string SortTitle(const std::string& title) {
   return out;
 }
 
-TEST(FilterTitle, DropsStopWordsInAnyCaseAsWholeWordsSplitAtBlanksOnly) {
+TEST(FilterTitle, DropsStopWordsAsWholeWordsAndReadsAtMost255Bytes) {
   const std::pair<const char*, const char*> cases[] = {
       {"The Lord of the Rings", "Lord Rings "},
       {"THE the The tHe", ""},
@@ -36,9 +40,8 @@ TEST(FilterTitle, DropsStopWordsInAnyCaseAsWholeWordsSplitAtBlanksOnly) {
   filterTitle(out, nullptr);
   EXPECT_STREQ(out, "");
   filterTitle(nullptr, "The End");  // nothing to write into: no crash
-}
 
-TEST(FilterTitle, ReadsAtMost255BytesAndNeverSplitsALetter) {
+  // At most 255 bytes are read, and a letter is never split.
   EXPECT_EQ(SortTitle(std::string(250, 'x') + " the Zebra"), std::string(250, 'x') + " ");
   std::string umlauts;
   for (int i = 0; i < 140; ++i) umlauts += "\xC3\xA4";
@@ -49,7 +52,6 @@ TEST(FilterTitle, ReadsAtMost255BytesAndNeverSplitsALetter) {
   // A field filled to its last byte has no terminator; the heap block ends
   // right there, so reading past it would be caught by the sanitizer build.
   std::vector<char> full(255, 'T');
-  char out[255];
   filterTitle(out, full.data());
   EXPECT_EQ(std::string(out), std::string(254, 'T'));
 }
@@ -90,23 +92,9 @@ TEST(ParseYearDate, ReadsYearsAndDatesAndDropsTheTimeOfDay) {
   EXPECT_EQ(parseYearDate(&year, date, sortTime, nullptr), nullptr);
 }
 
-TEST(FillVideoInfo, DerivesByTypeAndKeepsTheSortTimeTheCallerSet) {
-  _VIDEO_INFO_ movie = Movie("The Matrix", 0);
-  Set(movie.sort_title, "caller value");
-  Set(movie.originally_available, "1999-03-31 12:00");
-  FillVideoInfo(&movie);
-  EXPECT_EQ(
-      (std::vector<std::string>{movie.sort_title, movie.originally_available, movie.sort_time}),
-      (std::vector<std::string>{"Matrix ", "1999-03-31", "1999-03-31"}));
-  EXPECT_EQ(movie.year, 1999);
-
-  // A bare year is gone after the first call; a second changes nothing.
-  _VIDEO_INFO_ alien = Movie("Alien", 1979);
-  FillVideoInfo(&alien);
-  FillVideoInfo(&alien);
-  EXPECT_EQ((std::vector<std::string>{alien.originally_available, alien.sort_time}),
-            (std::vector<std::string>{"", "1979-01-01"}));
-
+// What each kind derives is checked through the statements of a save; here
+// the derivations a save does not show.
+TEST(FillVideoInfo, DerivesTheShowsDatesAndReadsUnterminatedTitlesToTheirEnd) {
   // The show's dates are derived even when the episode's own are set, whose
   // sort time then keeps them from being parsed.
   _VIDEO_INFO_TVSHOW_ episode = Episode("The Wire", 2002, 1, 2);
@@ -116,20 +104,10 @@ TEST(FillVideoInfo, DerivesByTypeAndKeepsTheSortTimeTheCallerSet) {
   FillVideoInfo(&episode);
   EXPECT_STREQ(episode.tvshow_sort_time, "2002-06-02");
   EXPECT_EQ(episode.year, 0);
-
-  // Home videos get no date from a release date; files no sort title.
-  _VIDEO_INFO_ home = Recording(VIDEO_TYPE_HOME_VIDEO, "At the Beach", "");
-  Set(home.originally_available, "2003-01-01");
-  FillVideoInfo(&home);
-  EXPECT_STREQ(home.sort_title, "Beach ");
-  EXPECT_EQ(home.year, 0);
-  _VIDEO_INFO_VIDEO_FILE_ file = FileRecord("/v/The File.mkv");
-  Set(file.title, "The File");
-  FillVideoInfo(&file);
-  EXPECT_STREQ(file.sort_title, "");
   FillVideoInfo(nullptr);
 
   // A title written with strncpy to the full capacity has no terminator.
+  _VIDEO_INFO_ movie = Movie("", 0);
   memset(movie.title, 'T', sizeof(movie.title));
   FillVideoInfo(&movie);
   EXPECT_EQ(strlen(movie.sort_title), sizeof(movie.sort_title) - 1);
@@ -137,9 +115,38 @@ TEST(FillVideoInfo, DerivesByTypeAndKeepsTheSortTimeTheCallerSet) {
   movie.plus_info["rating"] = 8;
   movie.Clear();
   EXPECT_EQ(movie.type, VIDEO_TYPE_INVALID);
-  EXPECT_STREQ(movie.title, "");
-  EXPECT_TRUE(movie.actor.empty());
-  EXPECT_TRUE(movie.plus_info.isNull());
+  EXPECT_TRUE(movie.title[0] == '\0' && movie.actor.empty() && movie.plus_info.isNull());
+}
+
+TEST(VideoTypeNames, NameKnownTypesAndFallBackToInvalidOutsideTheRange) {
+  EXPECT_STREQ(VideoTypeGetName(VIDEO_TYPE_TVSHOW_EPISODE), "tvshow_episode");
+  EXPECT_STREQ(VideoTableTypeGetName(VIDEO_TABLE_GNERE), "gnere");
+  for (int outside : {-1, 7, 17}) {
+    EXPECT_STREQ(VideoTypeGetName(static_cast<_VIDEO_TYPE_>(outside)), "invalid");
+    if (outside != 7) {
+      EXPECT_STREQ(VideoTableTypeGetName(static_cast<_VIDEO_TABLE_TYPE_>(outside)), "invalid");
+    }
+  }
+  // A name is deliberately never mapped back to its type.
+  EXPECT_EQ(VideoTypeGetType("movie"), VIDEO_TYPE_INVALID);
+  EXPECT_EQ(VideoTypeGetType(nullptr), VIDEO_TYPE_INVALID);
+}
+
+TEST(StringHelpers, SplitJoinAndEscapeTexts) {
+  EXPECT_EQ(szValueCheck(nullptr), "");
+  EXPECT_EQ(szValueCheck("Amélie"), "Amélie");
+  EXPECT_EQ(StringImplode({"a", "b", "c"}, " and "), "a and b and c");
+  EXPECT_EQ(StringImplode({}, ","), "");
+  EXPECT_EQ(StringImplode({"", ""}, "|"), "|");
+  EXPECT_EQ(StringImplode({"x", "y"}, nullptr), "xy");
+  // Any delimiter character splits; empty tokens are dropped.
+  EXPECT_EQ(StringExplode(",a,,b,", ","), (Texts{"a", "b"}));
+  EXPECT_EQ(StringExplode("a b,c", ", "), (Texts{"a", "b", "c"}));
+  EXPECT_TRUE(StringExplode("|||", "|").empty());
+  EXPECT_EQ(StringExplode("Björk|Sigur Rós", "|"), (Texts{"Björk", "Sigur Rós"}));
+  EXPECT_EQ(StringExplode("no delimiter", ""), (Texts{"no delimiter"}));
+  // Quotes are doubled; backslashes are plain letters on these connections.
+  EXPECT_EQ(SQLEscapeString("It's \\"), "It''s \\");
 }
 
 }  // namespace
