@@ -1,9 +1,6 @@
 // `kinolot serve` over real HTTP: every route's status and answer, refused
 // requests, tokens and collections, posters, 64 requests at once, and a
 // database restart while the server runs.
-#include <dirent.h>
-#include <fcntl.h>
-
 #include <atomic>
 #include <regex>
 #include <vector>
@@ -192,37 +189,18 @@ TEST_F(ServeTest, SixtyFourRequestsAtOnceAllSucceed) {
   EXPECT_EQ(good.load(), 64);
 }
 
-// Runs the cluster script with none of this process's descriptors but the
-// standard three, and those on /dev/null: the server it starts outlives the
-// test, and an inherited pipe would keep whoever reads our output waiting.
-int RunClusterScript(const std::string& arguments) {
-  if (DIR* fds = opendir("/proc/self/fd")) {
-    while (dirent* entry = readdir(fds)) {
-      int fd = std::atoi(entry->d_name);
-      if (fd > 2) fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
-    }
-    closedir(fds);
-  }
-  const std::string command = std::string(KINOLOT_SOURCE_DIR) + "/scripts/pg-cluster.sh " +
-                              arguments + " </dev/null >/dev/null 2>&1";
-  return std::system(command.c_str());
-}
-
 TEST_F(ServeTest, DatabaseRestartGivesErrorsThenAnswersAgain) {
-  const char* socket = std::getenv("PGHOST");
-  ASSERT_NE(socket, nullptr);
-  const std::string cluster = std::string(socket).substr(0, std::string(socket).rfind('/'));
   kinolot_cli::ServeOptions options;
   options.log = nullptr;
   StartServer(std::move(options));
   const std::string edit = R"({"title":"beta","tagline":"after","metadata_locked":false})";
   ASSERT_EQ(Send("POST", "/api/movie/2", edit).status, 200);  // opens the shared connection
 
-  ASSERT_EQ(RunClusterScript("stop " + cluster), 0);
+  StopDatabase();
   Answer down = Get("/api/movie");
   Answer item = Get("/api/movie/1");
   Answer edited = Send("POST", "/api/movie/2", edit);
-  ASSERT_EQ(RunClusterScript("start " + cluster), 0);
+  StartDatabase();
   EXPECT_EQ(down.status, 500);
   EXPECT_EQ(down.body, R"({"error":"the database did not answer"})");
   EXPECT_EQ(item.status, 500) << "a missing database is not a missing item";

@@ -1,6 +1,7 @@
 // The test bed of the whole suite; see test_database.h.
 #include "support/test_database.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -200,19 +201,32 @@ bool DatabaseTest::LoggedLine(const std::string& kind, const std::string& sql) {
   return false;
 }
 
-}  // namespace kinolot_test
-
-namespace kinolot_test {
-
-void DatabaseTest::RestartServer() {
+// Runs the cluster script on the test server's cluster, with none of this
+// process's descriptors but the standard three, and those on /dev/null: the
+// server it starts outlives the test, and an inherited pipe would keep
+// whoever reads our output waiting.
+static int RunClusterScript(const std::string& action) {
+  if (DIR* fds = opendir("/proc/self/fd")) {
+    while (dirent* entry = readdir(fds)) {
+      int fd = std::atoi(entry->d_name);
+      if (fd > 2) fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
+    }
+    closedir(fds);
+  }
   // The log lies in <cluster>/data/server.log.
   std::string cluster = ServerLogPath();
   for (int up = 0; up < 2; ++up) cluster = cluster.substr(0, cluster.find_last_of('/'));
-  const std::string script = std::string(KINOLOT_SOURCE_DIR) + "/scripts/pg-cluster.sh";
-  ASSERT_EQ(std::system((script + " stop '" + cluster + "' && " + script + " start '" + cluster +
-                         "' >/dev/null")
-                            .c_str()),
-            0);
+  const std::string command = std::string(KINOLOT_SOURCE_DIR) + "/scripts/pg-cluster.sh " + action +
+                              " '" + cluster + "' </dev/null >/dev/null 2>&1";
+  return std::system(command.c_str());
+}
+
+void DatabaseTest::StopDatabase() {
+  ASSERT_EQ(RunClusterScript("stop"), 0);
+}
+
+void DatabaseTest::StartDatabase() {
+  ASSERT_EQ(RunClusterScript("start"), 0);
   if (conn_) PQfinish(conn_);
   conn_ = PQconnectdb("user=admin dbname=video_metadata application_name=kinolot-test-fixture");
   ASSERT_EQ(PQstatus(conn_), CONNECTION_OK) << PQerrorMessage(conn_);

@@ -77,10 +77,11 @@ class DatabaseTest : public ::testing::Test {
   // True when `sql` is, byte for byte, one of Statements().
   bool Received(const std::string& sql);
 
-  // Stops and starts the test server (scripts/pg-cluster.sh on the cluster
-  // whose log KINOLOT_TEST_SERVER_LOG names), then reconnects the fixture.
-  // Every session of the library is cut off on the way.
-  void RestartServer();
+  // Stop and start the test server (scripts/pg-cluster.sh on the cluster
+  // whose log KINOLOT_TEST_SERVER_LOG names); starting reconnects the
+  // fixture. Every session of the library is cut off on the way.
+  void StopDatabase();
+  void StartDatabase();
 
   // Syslog lines the library wrote since SetUp, without the ident.
   std::vector<std::string> LogLines() { return syslog_.Lines(); }
