@@ -135,11 +135,12 @@ TEST_F(ConnectionTest, ThreadsShareThePoolAndOpenNoMoreThanTheyUseAtOnce) {
 }
 
 TEST_F(ConnectionTest, AForkedChildNeverUsesItsParentsSessions) {
+  // The shared connection first, so that it cannot take the idle one.
+  ASSERT_EQ(VideoDBGetCount(VIDEO_TABLE_MOVIE, "id", nullptr, nullptr), 0);
+  const std::string shared = BackendOf(VideoDBConnGet());
   DBConnect_tag* idle = Connect();
   const std::string pooled = BackendOf(idle);
   VEXODBClose(idle);
-  ASSERT_EQ(VideoDBGetCount(VIDEO_TABLE_MOVIE, "id", nullptr, nullptr), 0);
-  const std::string shared = BackendOf(VideoDBConnGet());
   pid_t child = fork();
   if (child == 0) {
     DBConnect_tag* mine = Connect();
