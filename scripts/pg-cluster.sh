@@ -5,8 +5,10 @@
 #   pg-cluster.sh stop DIR                       stop it, if it runs
 #
 # The cluster listens on a Unix socket in DIR/socket only (no TCP port). A new
-# cluster gets the role "admin" and the database "video_metadata" with the
-# schema installed. Clients reach it with PGHOST=DIR/socket PGPORT=5432.
+# cluster gets the role "admin" and the database "video_metadata". The schema
+# is applied on every start: sql/schema.sql adds only what is missing, so a
+# cluster made by an older version gains the tables and indexes added since
+# and keeps its rows. Clients reach it with PGHOST=DIR/socket PGPORT=5432.
 # When run as root the server runs as the "postgres" user, since PostgreSQL
 # refuses to run as root.
 set -euo pipefail
@@ -59,8 +61,11 @@ CREATE ROLE admin LOGIN;
 GRANT pg_read_server_files, pg_write_server_files TO admin;
 CREATE DATABASE video_metadata OWNER admin;
 SQL
-    "${psql[@]}" -U admin -d video_metadata -f "$root/sql/schema.sql" >/dev/null
   fi
+  # As the database's owner, so that what it creates belongs to "admin"; the
+  # notices about what exists already are not worth printing.
+  PGOPTIONS="-c client_min_messages=warning" psql -X -q -v ON_ERROR_STOP=1 -h "$dir/socket" \
+    -p 5432 -U admin -d video_metadata -f "$root/sql/schema.sql" >/dev/null
   # Posters move between files and large objects with the server-side
   # lo_import and lo_export, which only superusers may call unless granted.
   # Granted on every start, so that clusters made before this line get it too.
