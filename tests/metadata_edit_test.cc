@@ -133,11 +133,7 @@ TEST_F(MetadataEditTest, EpisodeFileLocksEpisodeAndShowAndTakesTheShowSummary) {
 }
 
 TEST_F(MetadataEditTest, RefusedEditsWriteNothing) {
-  auto state = [&] {
-    return MovieFiles() + EpisodeFiles() +
-           Value("SELECT concat(max(modify_date), (SELECT count(*) FROM mapper)) FROM movie");
-  };
-  const std::string before = state();
+  const Rows before = Snapshot();
   EditForm e;
   e.title = "Beta";
   e.isLock = "false";
@@ -161,7 +157,7 @@ TEST_F(MetadataEditTest, RefusedEditsWriteNothing) {
   e.isLock = "false";
   e.recordTime = "";
   EXPECT_FALSE(e.SaveFile(api_, VIDEO_TABLE_HOME_VIDEO, "/v/home.mkv", "8"));
-  EXPECT_EQ(state(), before);
+  EXPECT_EQ(Snapshot(), before);
 }
 
 TEST_F(MetadataEditTest, MovieIsUpdatedInPlaceOrMergedIntoTheOwnerOfItsNewIdentity) {

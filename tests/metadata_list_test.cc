@@ -205,7 +205,7 @@ TEST_F(MetadataListTest, GetInfoOpensOneItemAndAnEpisodeWithItsShow) {
 }
 
 TEST_F(MetadataListTest, BadRequestsFailCleanlyAndChangeNothing) {
-  std::string before = Fingerprint();
+  Rows before = Snapshot();
   // Kinds that are not listed: the answer and the counts stay as they were.
   answer_ = Json::Value("untouched");
   EXPECT_FALSE(List(VIDEO_TABLE_COLLECTION));
@@ -230,7 +230,7 @@ TEST_F(MetadataListTest, BadRequestsFailCleanlyAndChangeNothing) {
   }
   EXPECT_TRUE(ListMovies(LONG_MAX, LONG_MAX, ""));
   EXPECT_EQ(answer_["movies"], Json::Value(Json::arrayValue));
-  EXPECT_EQ(Fingerprint(), before);
+  EXPECT_EQ(Snapshot(), before);
 }
 
 TEST_F(MetadataListTest, BrowseListsDistinctNamesAndYearsWithTheUnknownEntry) {

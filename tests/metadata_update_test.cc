@@ -156,7 +156,7 @@ TEST_F(MetadataUpdateTest, AnEditKeepsTheSentReleaseDateElseTheStoredOne) {
 }
 
 TEST_F(MetadataUpdateTest, BadIdsTablesAndFieldsSendNothing) {
-  std::string before = Fingerprint();
+  Rows before = Snapshot();
   EditForm e;
   e.title = "X";
   e.isLock = "true";
@@ -199,7 +199,7 @@ TEST_F(MetadataUpdateTest, BadIdsTablesAndFieldsSendNothing) {
   EXPECT_FALSE(db.UpdateDBEx("id IS NOT NULL OR movie.id", "1", {{"title", "v"}}));
   EXPECT_FALSE(db.CategoryHasUnknown("movie; DELETE FROM movie; --", "actor"));
   EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
-  EXPECT_EQ(Fingerprint(), before);
+  EXPECT_EQ(Snapshot(), before);
 }
 
 // The pairing itself is seen through a show's merge in the edit tests; here
@@ -210,11 +210,7 @@ TEST_F(MetadataUpdateTest, EpisodeMergeOfTwoShowsTakesOnlyDecimalIds) {
       "INSERT INTO tvshow_episode(mapper_id, tvshow_id, season, episode) VALUES (14, 2, 1, 2),"
       " (15, 2, 2, 1)");
   Exec("INSERT INTO video_file(mapper_id, path) VALUES (14, '/v/a'), (15, '/v/c')");
-  auto state = [&] {
-    return Fingerprint() +
-           Value("SELECT string_agg(mapper_id::text, ',' ORDER BY id) FROM video_file");
-  };
-  const std::string before = state();
+  const Rows before = Snapshot();
   // A given list is the only source: episode 4 (S2E1) has no counterpart.
   EpisodeMap moving = {{"4", "2-1"}};
   EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", &moving), 0);
@@ -226,7 +222,7 @@ TEST_F(MetadataUpdateTest, EpisodeMergeOfTwoShowsTakesOnlyDecimalIds) {
     EpisodeMap bad = {{ghost, "1-2"}};
     EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", &bad), -1) << ghost;
   }
-  EXPECT_EQ(state(), before);
+  EXPECT_EQ(Snapshot(), before);
   EXPECT_EQ(api_.MergeTVShowExSEpisodeHandler("2", "1", nullptr), 1);
   EXPECT_TRUE(
       Received("UPDATE video_file SET mapper_id='8' , modify_date = current_timestamp "

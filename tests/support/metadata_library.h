@@ -120,15 +120,6 @@ class MetadataTest : public DatabaseTest {
                        nullptr, genre, year, answer_, total_, count_);
   }
 
-  // Row counts and the latest change, to tell that a call changed nothing.
-  std::string Fingerprint() {
-    return Value(
-        "SELECT concat_ws(',', (SELECT count(*) FROM mapper), (SELECT count(*) FROM movie),"
-        " (SELECT count(*) FROM actor), (SELECT count(*) FROM video_file),"
-        " (SELECT count(*) FROM collection_map), (SELECT max(modify_date) FROM movie),"
-        " (SELECT max(modify_date) FROM summary))");
-  }
-
   LibKinolot::VideoMetadataAPI api_;
   Json::Value answer_;
   unsigned long total_ = 77;

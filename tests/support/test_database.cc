@@ -20,11 +20,11 @@ namespace {
 
 const char kIdent[] = "kinolot-test";
 
-// Every table of the schema; TRUNCATE ... CASCADE empties them in one go.
-const char kTruncateAll[] =
-    "TRUNCATE mapper, movie, tvshow, tvshow_episode, home_video, tv_record, video_file, poster, "
-    "summary, plus_info, actor, director, writer, gnere, collection, collection_map "
-    "RESTART IDENTITY CASCADE";
+// Every table of the schema.
+const char* const kTables[] = {"mapper",     "movie",     "tvshow",     "tvshow_episode",
+                               "home_video", "tv_record", "video_file", "poster",
+                               "summary",    "plus_info", "actor",      "director",
+                               "writer",     "gnere",     "collection", "collection_map"};
 
 const char* ServerLogPath() {
   return std::getenv("KINOLOT_TEST_SERVER_LOG");
@@ -90,7 +90,10 @@ void DatabaseTest::SetUp() {
   ASSERT_EQ(PQstatus(conn_), CONNECTION_OK)
       << "no test database (run the tests through scripts/test.sh): " << PQerrorMessage(conn_);
   ASSERT_NE(ServerLogPath(), nullptr) << "KINOLOT_TEST_SERVER_LOG is not set";
-  Exec(kTruncateAll);
+  std::string truncate = "TRUNCATE";
+  for (const char* table : kTables)
+    truncate += std::string(truncate.size() > 8 ? ", " : " ") + table;
+  Exec(truncate + " RESTART IDENTITY CASCADE");
   Exec("SELECT lo_unlink(oid) FROM pg_largeobject_metadata");
   MarkStatements();
   syslog_.Start();
@@ -127,6 +130,17 @@ std::string DatabaseTest::Value(const std::string& sql) {
 
 long DatabaseTest::Count(const std::string& table) {
   return std::atol(Value("SELECT count(*) FROM " + table).c_str());
+}
+
+Rows DatabaseTest::Snapshot() {
+  Rows all;
+  for (const char* table : kTables) {
+    for (Row& row : Query(std::string("SELECT * FROM ") + table + " ORDER BY id")) {
+      row.insert(row.begin(), table);
+      all.push_back(row);
+    }
+  }
+  return all;
 }
 
 void DatabaseTest::MarkStatements() {

@@ -69,6 +69,9 @@ class DatabaseTest : public ::testing::Test {
   // First column of the first row, "" when there is none.
   std::string Value(const std::string& sql);
   long Count(const std::string& table);
+  // Every row of every table, each led by its table's name, in a stable
+  // order: equal snapshots mean nothing was stored, changed or removed.
+  Rows Snapshot();
 
   // Statements that connections other than the fixture's sent to the server
   // since SetUp or the last MarkStatements, in order, as the server logged them.
