@@ -180,6 +180,19 @@ class Library {
   bool generated_ = false;
 };
 
+// The benchmark's one optional argument, a count of files between 1 and
+// `most`, else `fallback`; exits with a usage line when it is no such count.
+inline long CountArgument(int argc, char** argv, long fallback, long most) {
+  if (argc < 2) return fallback;
+  char* end = nullptr;
+  long count = strtol(argv[1], &end, 10);
+  if (end == argv[1] || *end != '\0' || count < 1 || count > most) {
+    fprintf(stderr, "usage: %s [number of files, default %ld]\n", argv[0], fallback);
+    exit(2);
+  }
+  return count;
+}
+
 }  // namespace kinolot_bench
 
 #endif  // KINOLOT_BENCH_BENCH_LIBRARY_H_

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_library.h"
 #include "kinolot/kinolot.h"
 
 using namespace LibKinolot;
@@ -205,15 +206,7 @@ Result Replay(Raw& raw, const std::vector<std::string>& statements) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  long count = 2000;
-  if (argc > 1) {
-    char* end = nullptr;
-    count = strtol(argv[1], &end, 10);
-    if (end == argv[1] || *end != '\0' || count < 1 || count > 10000000) {
-      fprintf(stderr, "usage: %s [number of files, default 2000]\n", argv[0]);
-      return 2;
-    }
-  }
+  const long count = kinolot_bench::CountArgument(argc, argv, 2000, 10000000);
   Raw raw;
   if (!raw.Connected() || VideoDBGetCount(VIDEO_TABLE_VIDEO_FILE, "id", nullptr, nullptr) < 0) {
     fprintf(stderr, "no database reachable (set PGHOST and PGPORT)\n");

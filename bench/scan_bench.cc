@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <string>
 
+#include "bench_library.h"
 #include "kinolot/kinolot.h"
 #include "scanner.h"
 #include "support/sample_videos.h"
@@ -48,15 +49,7 @@ kinolot_cli::ScanSummary Measure(const char* label, const std::string& folder, l
 }  // namespace
 
 int main(int argc, char** argv) {
-  long count = 2000;
-  if (argc > 1) {
-    char* end = nullptr;
-    count = strtol(argv[1], &end, 10);
-    if (end == argv[1] || *end != '\0' || count < 1 || count > 1000000) {
-      fprintf(stderr, "usage: %s [number of files, default 2000]\n", argv[0]);
-      return 2;
-    }
-  }
+  const long count = kinolot_bench::CountArgument(argc, argv, 2000, 1000000);
   kinolot_test::TempDir folder;
   if (folder.path().empty()) return 1;
   // Three of every four files are movies, the fourth an episode of one of
