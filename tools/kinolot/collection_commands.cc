@@ -60,12 +60,7 @@ CLI::Option* AddCollectionId(CLI::App* command, CollectionArgs& args) {
 // The member's table for Collection_AddVideo and Collection_DelVideo.
 void AddMemberArguments(CLI::App* command, CollectionArgs& args) {
   AddCollectionId(command, args);
-  command->add_option("KIND", args.kind, "movies, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kCollectableKinds));
-  command->add_option("ID", args.id, "The video's id (the \"id\" of list)")
-      ->required()
-      ->check(IdValidator("an id"));
+  AddVideoArguments(command, &args.kind, &args.id, kCollectableKinds);
 }
 
 void Create(const CollectionArgs& args) {
@@ -162,12 +157,7 @@ void ListMembers(const CollectionArgs& args) {
 }
 
 void Search(const CollectionArgs& args) {
-  Json::Value keywords(Json::objectValue);
-  std::stringstream fields(args.in);
-  std::string field;
-  while (std::getline(fields, field, ',')) {
-    if (!field.empty()) keywords[field] = args.text;
-  }
+  const Json::Value keywords = KeywordsOf(args.in, args.text);
   if (keywords.empty()) Fail(2, "--in names no field");
   RequireDatabase();
   RequireCollection(args.collection);

@@ -26,7 +26,7 @@ namespace {
 
 // The fields an edit may change, by option name, and the kinds each applies
 // to (bit 1 << kind).
-struct FieldSpec {
+struct EditField {
   const char* option;
   const char* help;
   unsigned kinds;
@@ -39,7 +39,7 @@ constexpr unsigned kEpisode = 1u << VIDEO_TABLE_TVSHOW_EPISODE;
 constexpr unsigned kHome = 1u << VIDEO_TABLE_HOME_VIDEO;
 constexpr unsigned kRecording = 1u << VIDEO_TABLE_TV_RECORD;
 
-const FieldSpec kFields[] = {
+const EditField kFields[] = {
     {"--title", "New title (of an episode: the title of its show)",
      kMovie | kShow | kEpisode | kHome | kRecording, "TEXT"},
     {"--tagline", "New tag line", kMovie | kEpisode, "TEXT"},
@@ -58,7 +58,7 @@ const FieldSpec kFields[] = {
 
 // The name lists; each option may be repeated, and each value may also hold
 // several names separated by "|". One empty value empties the list.
-const FieldSpec kLists[] = {
+const EditField kLists[] = {
     {"--actor", "Actor", kMovie | kEpisode | kHome, "NAME"},
     {"--director", "Director", kMovie | kEpisode | kHome, "NAME"},
     {"--writer", "Writer", kMovie | kEpisode | kHome, "NAME"},
@@ -154,13 +154,13 @@ void Overlay(const EditArgs& args, EditValues& v) {
 // Refuses, before anything is written, options that do not apply to `kind`
 // and values the library would refuse only halfway through an edit.
 void CheckOptions(const EditArgs& args, _VIDEO_TABLE_TYPE_ kind, const EditValues& v) {
-  auto applies = [&](const FieldSpec& spec) {
-    if (args.Given(spec.option) && !(spec.kinds & (1u << kind))) {
-      Fail(2, std::string(spec.option) + " does not apply to a " + KindLabel(kind));
+  auto applies = [&](const EditField& field) {
+    if (args.Given(field.option) && !(field.kinds & (1u << kind))) {
+      Fail(2, std::string(field.option) + " does not apply to a " + KindLabel(kind));
     }
   };
-  for (const FieldSpec& spec : kFields) applies(spec);
-  for (const FieldSpec& spec : kLists) applies(spec);
+  for (const EditField& field : kFields) applies(field);
+  for (const EditField& field : kLists) applies(field);
   if ((args.lock || args.unlock) && !(kind == VIDEO_TABLE_MOVIE || kind == VIDEO_TABLE_TVSHOW ||
                                       kind == VIDEO_TABLE_TVSHOW_EPISODE)) {
     Fail(2, "only movies, TV shows and episodes can be locked");
@@ -253,25 +253,20 @@ void AddEditCommand(CLI::App& app) {
   auto args = std::make_shared<EditArgs>();
   CLI::App* command =
       app.add_subcommand("edit", "Change the title, dates, summary or people of a video");
-  command->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kAllKinds));
-  command->add_option("ID", args->id, "The video's id (the \"id\" of list)")
-      ->required()
-      ->check(IdValidator("an id"));
-  for (const FieldSpec& spec : kFields) {
-    CLI::Option* option = command->add_option(spec.option, args->fields[spec.option], spec.help)
-                              ->type_name(spec.type);
-    if (std::string(spec.option) == "--season" || std::string(spec.option) == "--episode") {
+  AddVideoArguments(command, &args->kind, &args->id);
+  for (const EditField& field : kFields) {
+    CLI::Option* option = command->add_option(field.option, args->fields[field.option], field.help)
+                              ->type_name(field.type);
+    if (std::string(field.option) == "--season" || std::string(field.option) == "--episode") {
       option->check(IdValidator("a number"));
     }
-    args->options[spec.option] = option;
+    args->options[field.option] = option;
   }
-  for (const FieldSpec& spec : kLists) {
-    args->options[spec.option] =
+  for (const EditField& field : kLists) {
+    args->options[field.option] =
         command
-            ->add_option(spec.option, args->lists[spec.option],
-                         std::string(spec.help) +
+            ->add_option(field.option, args->lists[field.option],
+                         std::string(field.help) +
                              "s, replacing the stored ones (repeat the option, or "
                              "separate names with |; \"\" for none)")
             ->allow_extra_args(false);

@@ -80,9 +80,7 @@ struct ListArgs {
 void AddListCommand(CLI::App& app) {
   auto args = std::make_shared<ListArgs>();
   CLI::App* command = app.add_subcommand("list", "List the videos of one kind as JSON");
-  command->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kAllKinds));
+  AddVideoArguments(command, &args->kind, nullptr);
   command->add_option("--show", args->show, "Only the episodes of the TV show of this id")
       ->type_name("ID")
       ->check(IdValidator("an id"));
@@ -122,9 +120,7 @@ void AddSearchCommand(CLI::App& app) {
   auto args = std::make_shared<SearchArgs>();
   CLI::App* command =
       app.add_subcommand("search", "Search the videos of one kind by title or names");
-  command->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kAllKinds));
+  AddVideoArguments(command, &args->kind, nullptr);
   command->add_option("TEXT", args->text, "Text to find in the titles (any letter case)")
       ->type_name("");
   command
@@ -148,11 +144,7 @@ void AddSearchCommand(CLI::App& app) {
           kind != VIDEO_TABLE_HOME_VIDEO) {
         Fail(2, "--any searches movies, shows and home videos only");
       }
-      std::stringstream fields(args->any);
-      std::string field;
-      while (std::getline(fields, field, ',')) {
-        if (!field.empty()) keywords[field] = args->text;
-      }
+      keywords = KeywordsOf(args->any, args->text);
     }
     RequireDatabase();
     const Filters& f = args->filters;
@@ -180,12 +172,7 @@ struct InfoArgs {
 void AddInfoCommand(CLI::App& app) {
   auto args = std::make_shared<InfoArgs>();
   CLI::App* command = app.add_subcommand("info", "Show one video with everything known about it");
-  command->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kAllKinds));
-  command->add_option("ID", args->id, "The video's id (the \"id\" of list)")
-      ->required()
-      ->check(IdValidator("an id"));
+  AddVideoArguments(command, &args->kind, &args->id);
   command
       ->add_option("--with", args->page.with,
                    "Attach these pieces, comma-separated (see list --help; default: all)")
@@ -218,10 +205,7 @@ void AddBrowseCommand(CLI::App& app) {
   auto args = std::make_shared<BrowseArgs>();
   CLI::App* command = app.add_subcommand(
       "browse", "List the actors, directors, writers, genres or years of a kind");
-  command->add_option("KIND", args->kind, "movies, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator({VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW_EPISODE, VIDEO_TABLE_HOME_VIDEO,
-                             VIDEO_TABLE_TV_RECORD}));
+  AddVideoArguments(command, &args->kind, nullptr, kCollectableKinds);
   command->add_option("CATEGORY", args->category, "actors, directors, writers, genres or years")
       ->required()
       ->check(CLI::Validator(
@@ -265,18 +249,6 @@ void AddBrowseCommand(CLI::App& app) {
 }
 
 }  // namespace
-
-CLI::Validator IdValidator(const std::string& what, bool allowEmpty) {
-  return CLI::Validator(
-      [what, allowEmpty](std::string& text) -> std::string {
-        if (text.empty() && allowEmpty) return "";
-        bool digits = !text.empty() && text.size() <= 10 &&
-                      text.find_first_not_of("0123456789") == std::string::npos;
-        if (digits && std::stoull(text) <= INT_MAX) return "";
-        return "'" + text + "' is not " + what;
-      },
-      "");
-}
 
 void AddLibraryCommands(CLI::App& app) {
   AddListCommand(app);

@@ -15,10 +15,6 @@ void AddCollectionCommands(CLI::App& app);
 // `kinolot poster set KIND ID URL-or-FILE` (poster_command.cc).
 void AddPosterCommand(CLI::App& app);
 
-// Accepts decimal numbers that fit a 32-bit id, and the empty text when
-// `allowEmpty`; refuses anything else as not being `what` ("an id").
-CLI::Validator IdValidator(const std::string& what, bool allowEmpty = false);
-
 }  // namespace kinolot_cli
 
 #endif  // KINOLOT_TOOLS_LIBRARY_COMMANDS_H_

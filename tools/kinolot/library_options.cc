@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <cctype>
+#include <climits>
 #include <iostream>
 #include <sstream>
 
@@ -147,6 +148,44 @@ CLI::Validator KindValidator(const std::vector<_VIDEO_TABLE_TYPE_>& allowed) {
         return "'" + text + "' is not a kind this command takes (" + words + ")";
       },
       "");
+}
+
+CLI::Validator IdValidator(const std::string& what, bool allowEmpty) {
+  return CLI::Validator(
+      [what, allowEmpty](std::string& text) -> std::string {
+        if (text.empty() && allowEmpty) return "";
+        bool digits = !text.empty() && text.size() <= 10 &&
+                      text.find_first_not_of("0123456789") == std::string::npos;
+        if (digits && std::stoull(text) <= INT_MAX) return "";
+        return "'" + text + "' is not " + what;
+      },
+      "");
+}
+
+void AddVideoArguments(CLI::App* command, std::string* kind, std::string* id,
+                       const std::vector<_VIDEO_TABLE_TYPE_>& allowed) {
+  std::string words;
+  for (size_t i = 0; i < allowed.size(); ++i)
+    words += std::string(i == 0                    ? ""
+                         : i + 1 == allowed.size() ? " or "
+                                                   : ", ") +
+             KindWord(allowed[i]);
+  command->add_option("KIND", *kind, words)->required()->check(KindValidator(allowed));
+  if (id != nullptr) {
+    command->add_option("ID", *id, "The video's id (the \"id\" of list)")
+        ->required()
+        ->check(IdValidator("an id"));
+  }
+}
+
+Json::Value KeywordsOf(const std::string& fields, const std::string& text) {
+  Json::Value keywords(Json::objectValue);
+  std::stringstream names(fields);
+  std::string name;
+  while (std::getline(names, name, ',')) {
+    if (!name.empty()) keywords[name] = text;
+  }
+  return keywords;
 }
 
 bool ParseAdditional(const std::string& list, _VIDEO_ADDITIONAL_& mask) {

@@ -4,6 +4,7 @@
 #ifndef KINOLOT_TOOLS_LIBRARY_OPTIONS_H_
 #define KINOLOT_TOOLS_LIBRARY_OPTIONS_H_
 
+#include <json/json.h>
 #include <kinolot/video_types.h>
 
 #include <CLI/CLI.hpp>
@@ -45,6 +46,19 @@ bool ParseCategory(const std::string& name, _VIDEO_CATEGORY_& category);
 
 // Accepts the decimal numbers from 0 to 999999999.
 CLI::Validator CountValidator();
+// Accepts decimal numbers that fit a 32-bit id, and the empty text when
+// `allowEmpty`; refuses anything else as not being `what` ("an id").
+CLI::Validator IdValidator(const std::string& what, bool allowEmpty = false);
+
+// Adds the required positional KIND, naming and taking the kinds of
+// `allowed`, and, when `id` is not null, the required positional ID of a
+// video after it.
+void AddVideoArguments(CLI::App* command, std::string* kind, std::string* id,
+                       const std::vector<_VIDEO_TABLE_TYPE_>& allowed = kAllKinds);
+
+// The keywords of a search that looks for `text` in any of the fields named
+// in the comma-separated `fields`; empty names are skipped.
+Json::Value KeywordsOf(const std::string& fields, const std::string& text);
 
 // The paging and sorting options of a listing command.
 struct PageOptions {

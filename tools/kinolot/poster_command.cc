@@ -144,12 +144,7 @@ void AddPosterCommand(CLI::App& app) {
   CLI::App* group = app.add_subcommand("poster", "Videos' poster images");
   group->require_subcommand(1);
   CLI::App* set = group->add_subcommand("set", "Store an image as a video's poster");
-  set->add_option("KIND", args->kind, "movies, shows, episodes, home or recordings")
-      ->required()
-      ->check(KindValidator(kAllKinds));
-  set->add_option("ID", args->id, "The video's id (the \"id\" of list)")
-      ->required()
-      ->check(IdValidator("an id"));
+  AddVideoArguments(set, &args->kind, &args->id);
   set->add_option("SOURCE", args->source, "An http:// or https:// URL, or a JPEG or PNG file")
       ->required();
   set->footer(
