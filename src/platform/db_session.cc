@@ -14,13 +14,6 @@ namespace LibKinolot {
 
 namespace {
 
-// libpq's messages end in a newline and may go on with detail lines; only
-// the first line, the error itself, is kept.
-std::string FirstLine(const char* message) {
-  std::string text = message ? message : "";
-  return text.substr(0, text.find_first_of("\r\n"));
-}
-
 // Notices and warnings (VACUUM skipping tables it does not own, say) are not
 // failures and are dropped; libpq's default would print them on the host
 // program's standard error. A fatal message arriving on an idle session is
@@ -109,6 +102,11 @@ bool LeavesSessionClean(const char* tag) {
 }
 
 }  // namespace
+
+std::string FirstLine(const char* message) {
+  std::string text = message ? message : "";
+  return text.substr(0, text.find_first_of("\r\n"));
+}
 
 DBConnect_tag* OpenSession(const char* host, const char* user, const char* password,
                            const char* database, std::string* error) {

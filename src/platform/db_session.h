@@ -13,6 +13,12 @@
 
 namespace LibKinolot {
 
+// The first line of a libpq message ("" for null). libpq's messages end in a
+// newline, and the server's go on with lines that quote the statement and
+// point at the error; callers write the error itself into log lines of their
+// own.
+std::string FirstLine(const char* message);
+
 // Opens a session; a null argument leaves that setting to libpq's defaults.
 // Returns a new connection owned by the caller (release it with
 // CloseSession), or null with the server that was tried and libpq's reason

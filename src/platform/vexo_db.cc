@@ -31,15 +31,6 @@ thread_local std::string t_connect_error;
 std::atomic<VEXODBStatementHook> g_hook{nullptr};
 std::atomic<void*> g_hook_context{nullptr};
 
-// libpq's messages end in a newline, and the server's go on with lines that
-// quote the statement and point at the error. Callers write the text into a
-// log line of their own, so only its first line, the error itself, is kept.
-std::string TrimmedMessage(const char* message) {
-  std::string text = message ? message : "";
-  text = text.substr(0, text.find_first_of("\r\n"));
-  return text;
-}
-
 }  // namespace
 
 DBConnect_tag* VEXODBConnect(const char* host, const char* user, const char* password,
@@ -81,7 +72,7 @@ int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** res
     // connection rather than on a result.
     const char* message =
         pg_result != nullptr ? PQresultErrorMessage(pg_result) : PQerrorMessage(connection->pg);
-    connection->error = TrimmedMessage(message);
+    connection->error = FirstLine(message);
     if (connection->error.empty()) connection->error = PQresStatus(status);
   }
   if (NoteOutcome(connection, sql, pg_result, failed)) {
