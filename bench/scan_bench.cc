@@ -16,7 +16,7 @@
 
 #include "bench_library.h"
 #include "kinolot/kinolot.h"
-#include "scanner.h"
+#include "scan/scanner.h"
 #include "support/sample_videos.h"
 
 using namespace LibKinolot;
@@ -25,14 +25,14 @@ using kinolot_test::Sample;
 namespace {
 
 // One scan of `folder`; prints its figures and returns its summary.
-kinolot_cli::ScanSummary Measure(const char* label, const std::string& folder, long files) {
-  kinolot_cli::ScanOptions options;
-  options.folders = {{folder, kinolot_cli::ScanKind::kAuto}};
-  kinolot_cli::ScanSummary summary;
+kinolot_scan::ScanSummary Measure(const char* label, const std::string& folder, long files) {
+  kinolot_scan::ScanOptions options;
+  options.folders = {{folder, kinolot_scan::ScanKind::kAuto}};
+  kinolot_scan::ScanSummary summary;
   std::string error;
   VEXODBCountersReset();
   auto start = std::chrono::steady_clock::now();
-  if (!kinolot_cli::RunScan(options, &summary, &error)) {
+  if (!kinolot_scan::RunScan(options, &summary, &error)) {
     fprintf(stderr, "scan failed: %s\n", error.c_str());
     exit(1);
   }

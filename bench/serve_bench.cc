@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "bench_library.h"
-#include "web_server.h"
+#include "serve/web_server.h"
 
 namespace {
 
@@ -87,11 +87,11 @@ int main(int argc, char** argv) {
   }
   if (!library.Generate(items)) return 1;
 
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.port = 0;
   options.log = nullptr;
   options.threads = 16;
-  kinolot_cli::WebServer server(std::move(options));
+  kinolot_serve::WebServer server(std::move(options));
   const int port = server.Bind();
   if (port < 0) return 1;
   std::thread serving([&] { server.Run(); });

@@ -69,6 +69,34 @@ TEST_F(MetadataCollectionTest, CreateAddAndDeleteChangeThingsOnce) {
   EXPECT_EQ(std::make_pair(Count("collection"), Count("collection_map")), std::make_pair(3l, 1l));
 }
 
+TEST_F(MetadataCollectionTest, OwnersListAndDeleteOnlyTheirOwnCollections) {
+  ASSERT_EQ(api_.Collection_Create("7", "zebra"), 2);
+  ASSERT_EQ(api_.Collection_Create("7", "Apes"), 3);
+  ASSERT_EQ(api_.Collection_Create("8", "Other's"), 4);
+
+  Json::Value mine;
+  ASSERT_TRUE(api_.Collection_List("7", mine));
+  ASSERT_EQ(mine.size(), 2u) << "another owner's collection is not listed";
+  EXPECT_EQ(mine[0]["title"].asString(), "Apes") << "by title, ignoring case";
+  EXPECT_EQ(mine[1]["id"].asString(), "2");
+  Json::Value none = "untouched";
+  ASSERT_TRUE(api_.Collection_List("9", none));
+  EXPECT_TRUE(none.isArray() && none.empty());
+
+  EXPECT_EQ(api_.Collection_Delete("7", "4"), 0) << "user 8's collection stays";
+  EXPECT_EQ(api_.Collection_Delete("7", "2"), 1);
+  EXPECT_EQ(api_.Collection_Delete("7", "2"), 0) << "already gone";
+
+  MarkStatements();
+  Json::Value kept = "untouched";
+  EXPECT_FALSE(api_.Collection_List("7 or 1=1", kept));
+  EXPECT_EQ(kept.asString(), "untouched");
+  EXPECT_EQ(api_.Collection_Delete("7", "4 or 1=1"), -1);
+  EXPECT_EQ(api_.Collection_Delete("", "4"), -1);
+  EXPECT_TRUE(Statements().empty()) << testing::PrintToString(Statements());
+  EXPECT_EQ(Count("collection"), 3l);
+}
+
 TEST_F(MetadataCollectionTest, MembersOfEveryKindWithTheirOwnAdditionalInformation) {
   Exec("INSERT INTO collection_map(mapper_id, collection_id) VALUES (7, 1), (10, 1), (13, 1)");
   ASSERT_TRUE(ListFavs(0, 10, VIDEO_ADDITIONAL_ACTOR | VIDEO_ADDITIONAL_VIDEO_FILE));

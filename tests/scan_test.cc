@@ -7,17 +7,17 @@
 #include <fstream>
 
 #include "kinolot/poster_store.h"
-#include "media_name.h"
-#include "progress.h"
-#include "scanner.h"
+#include "scan/media_name.h"
+#include "scan/progress.h"
+#include "scan/scanner.h"
 #include "support/run_program.h"
 #include "support/sample_videos.h"
 #include "support/test_database.h"
-#include "video_description.h"
+#include "scan/video_description.h"
 
 namespace {
 
-using namespace kinolot_cli;
+using namespace kinolot_scan;
 using namespace kinolot_test;
 using namespace LibKinolot;
 

@@ -142,7 +142,7 @@ TEST_F(ServePageTest, ShowsTheLibraryItsItemsAndTheEditForm) {
               Value("SELECT title FROM movie WHERE mapper_id = " + std::to_string(mapper) +
                     " UNION SELECT title FROM tvshow WHERE mapper_id = " + std::to_string(mapper)));
   }
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.log = nullptr;
   StartServer(std::move(options));
   Browser browser;

@@ -23,7 +23,7 @@ struct Case {
 
 TEST_F(ServeTest, RoutesAnswerWithTheLibraryJsonOrAJsonError) {
   FILE* log = std::tmpfile();
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.log = log;
   StartServer(std::move(options));
   const std::string longTitle(600, 'x');
@@ -135,7 +135,7 @@ TEST_F(ServeTest, PosterComesWithItsDigestAsETag) {
 }
 
 TEST_F(ServeTest, TokensNameTheUserWhoseCollectionsAreServed) {
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.tokens.Add("token-of-user-1024", "1024");
   options.tokens.Add("token-of-user-2048", "2048");
   options.log = nullptr;
@@ -174,7 +174,7 @@ TEST_F(ServeTest, TokensNameTheUserWhoseCollectionsAreServed) {
 }
 
 TEST_F(ServeTest, SixtyFourRequestsAtOnceAllSucceed) {
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.log = nullptr;
   StartServer(std::move(options));
   std::atomic<int> good{0};
@@ -190,7 +190,7 @@ TEST_F(ServeTest, SixtyFourRequestsAtOnceAllSucceed) {
 }
 
 TEST_F(ServeTest, DatabaseRestartGivesErrorsThenAnswersAgain) {
-  kinolot_cli::ServeOptions options;
+  kinolot_serve::ServeOptions options;
   options.log = nullptr;
   StartServer(std::move(options));
   const std::string edit = R"({"title":"beta","tagline":"after","metadata_locked":false})";

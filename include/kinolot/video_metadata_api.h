@@ -203,6 +203,9 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // result); false for another type or a `videoId` that is not a decimal
   // number, without a query, and when the query fails.
   bool GetIDByVideoID(_VIDEO_TABLE_TYPE_ type, const std::string& videoId, std::string& id);
+  // Returns whether a connection to the library's database opens and runs a
+  // query: what tells an item that is absent from a database that is down.
+  bool DatabaseAnswers();
   // Sets `out` to the release date an edit of item `id` keeps: `odate` when
   // given (may be null), else the item's "originally_available" for movies,
   // TV shows and episodes, else "". Returns false only for an empty `id`.
@@ -331,6 +334,17 @@ class KINOLOT_EXPORT VideoMetadataAPI {
                          _VIDEO_ADDITIONAL_ additional, const std::string& sortBy,
                          _ORDER_DIRECTION_ direction, Json::Value keywords, Json::Value& answer,
                          unsigned long& total, unsigned long& count);
+  // Sets `collections` to the collections of user `uid` as an array of
+  // {"id", "title"} (texts), ordered by title ignoring case, then by id.
+  // Returns false, leaving `collections` as it was, for a `uid` that is not a
+  // decimal id (no statement) and when the query fails.
+  bool Collection_List(const std::string& uid, Json::Value& collections);
+  // Deletes collection `collectionId` of user `uid`; its membership rows go
+  // with it. Returns 1 when it was deleted, 0 when the user has no such
+  // collection (another user's collection included: nothing is deleted), and
+  // -1 for ids that are not decimal numbers (no statement) and when a
+  // statement fails.
+  int Collection_Delete(const std::string& uid, const std::string& collectionId);
 
   // ---------------------------------------------------------------------------
   // Edits written through the indexing interface: a file's description is
@@ -425,6 +439,12 @@ class KINOLOT_EXPORT VideoMetadataAPI {
   // has no poster. False for an empty or non-decimal id (no query) and when
   // the query fails.
   bool Poster_MD5(const std::string& mapperId, std::string& md5);
+  // Sets `image` to the bytes of the poster stored for mapper `mapperId`,
+  // read inside the server (lo_get), so no file changes hands; should a video
+  // have two poster rows, the newest wins. Returns 1 when found, 0 when the
+  // mapper has no poster (`image` untouched), -1 for an empty or non-decimal
+  // id (no query) and when the query fails or its answer cannot be decoded.
+  int Poster_Image(const std::string& mapperId, std::string& image);
   // Sets `path` to the path of one video file of item `id` of `type` (1 to
   // 5; for a TV show, its tvshow id and a file of one of its episodes), ""
   // when the item has no file, and for a TV show `title` to the show's title

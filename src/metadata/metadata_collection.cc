@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 
+#include "db/video_metadata_db_internal.h"
 #include "foundation/heap_text.h"
 #include "kinolot/video_metadata_api.h"
 #include "metadata/metadata_text.h"
@@ -192,6 +193,38 @@ bool VideoMetadataAPI::Collection_Search(const std::string& collectionId, unsign
                       return db.CollectionGlobalSearch(keywords, collectionId, sortBy, direction,
                                                        pageOffset, pageLimit);
                     });
+}
+
+bool VideoMetadataAPI::Collection_List(const std::string& uid, Json::Value& collections) {
+  int owner;
+  if (!ParseId(uid, owner)) return false;
+  VideoDB db(nullptr, "");
+  const char* format =
+      "SELECT id, title FROM collection WHERE uid = @VEXO:INT ORDER BY lower(title), id";
+  HeapText sql(VEXODBEscapeStringEX3(VEXODBDatabaseTypeGet(db.connection), format, owner));
+  if (!RunStatement(&db, sql, format, "SELECT", true)) return false;
+  Json::Value list(Json::arrayValue);
+  while (db.NextRow()) {
+    Json::Value collection(Json::objectValue);
+    collection["id"] = db.FetchField("id");
+    collection["title"] = db.FetchField("title");
+    list.append(collection);
+  }
+  collections = list;
+  return true;
+}
+
+int VideoMetadataAPI::Collection_Delete(const std::string& uid, const std::string& collectionId) {
+  int owner;
+  int collection;
+  if (!ParseId(uid, owner) || !ParseId(collectionId, collection)) return -1;
+  VideoDB db(nullptr, MetadataTableName(VIDEO_TABLE_COLLECTION));
+  // The owner is part of the condition, so another user's collection is
+  // never deleted; the membership rows go with it (ON DELETE CASCADE).
+  if (!db.DeleteDB(StringFormat("id=%d and uid=%d", collection, owner))) return -1;
+  const int deleted = VEXODBAffectedRows(db.connection, db.result);
+  if (deleted < 0) return -1;
+  return deleted > 0 ? 1 : 0;
 }
 
 }  // namespace LibKinolot

@@ -69,4 +69,10 @@ void VideoMetadataAPI::StringToList(const std::string& text, std::list<std::stri
   for (std::string& piece : StringExplode(text, "|")) out.push_back(std::move(piece));
 }
 
+bool VideoMetadataAPI::DatabaseAnswers() {
+  VideoDB db(nullptr, "");
+  if (db.connection == nullptr) return false;
+  return VEXODBExecute(db.connection, "SELECT 1", nullptr) == 0;
+}
+
 }  // namespace LibKinolot

@@ -16,7 +16,7 @@
 
 #include "kinolot/poster_store.h"
 #include "support/metadata_library.h"
-#include "web_server.h"
+#include "serve/web_server.h"
 
 namespace kinolot_test {
 
@@ -43,9 +43,9 @@ class ServeTest : public MetadataTest {
   }
 
   // Starts the server; `options.port` is replaced by a free one.
-  void StartServer(kinolot_cli::ServeOptions options = {}) {
+  void StartServer(kinolot_serve::ServeOptions options = {}) {
     options.port = 0;
-    server_ = std::make_unique<kinolot_cli::WebServer>(std::move(options));
+    server_ = std::make_unique<kinolot_serve::WebServer>(std::move(options));
     port_ = server_->Bind();
     ASSERT_GT(port_, 0);
     thread_ = std::thread([this] { server_->Run(); });
@@ -108,7 +108,7 @@ class ServeTest : public MetadataTest {
     return bytes;
   }
 
-  std::unique_ptr<kinolot_cli::WebServer> server_;
+  std::unique_ptr<kinolot_serve::WebServer> server_;
   std::thread thread_;
   int port_ = 0;
 };

@@ -8,8 +8,8 @@
 #include <exception>
 #include <iostream>
 
-#include "commands.h"
-#include "database_server.h"
+#include "cli/commands.h"
+#include "cli/database_server.h"
 
 namespace {
 

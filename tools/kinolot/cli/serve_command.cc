@@ -1,0 +1,106 @@
+// `kinolot serve`: the library over HTTP with its web page, until SIGINT or
+// SIGTERM ends it after the requests under way.
+#include <pthread.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <thread>
+
+#include "commands.h"
+#include "kinolot/video_metadata_api.h"
+#include "serve/web_server.h"
+
+namespace kinolot_cli {
+
+namespace {
+
+using namespace kinolot_serve;
+
+constexpr char kServeHelp[] =
+    "Serves the library over HTTP: the web page at /, JSON under /api/.\n"
+    "Listens on loopback unless told otherwise; any other address needs --token-file.\n"
+    "Token file: one \"TOKEN USER-ID\" per line (# starts a comment); a token is 16 to 256\n"
+    "characters of letters, digits and -._~+/=. Requests send \"Authorization: Bearer TOKEN\"\n"
+    "and their collection calls act for USER-ID. Without a token file every request acts\n"
+    "for --user. One access-log line per request goes to stderr.";
+
+struct ServeArguments {
+  std::string listen = "127.0.0.1:8350";
+  std::string tokenFile;
+  std::string user = "1024";
+  int threads = 16;
+};
+
+[[noreturn]] void Fail(const std::string& message) {
+  std::fprintf(stderr, "kinolot serve: %s\n", message.c_str());
+  throw CLI::RuntimeError(2);
+}
+
+void Serve(const ServeArguments& arguments) {
+  ServeOptions options;
+  if (!ParseListenAddress(arguments.listen, options.host, options.port))
+    Fail("--listen takes HOST:PORT, such as 127.0.0.1:8350 or [::1]:8350");
+  if (!arguments.tokenFile.empty()) {
+    std::string error;
+    if (!options.tokens.Load(arguments.tokenFile, error)) Fail(error);
+  } else if (!IsLoopbackHost(options.host)) {
+    Fail("listening on " + options.host + " needs --token-file: only loopback is served without");
+  }
+  options.user = RequireId(arguments.user, "--user");
+  options.threads = arguments.threads;
+
+  // Every thread started from here on leaves SIGINT and SIGTERM to the one
+  // that waits for them.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  WebServer server(std::move(options));
+  const int port = server.Bind();
+  if (port < 0) Fail("cannot listen on " + arguments.listen);
+  if (!LibKinolot::VideoMetadataAPI().DatabaseAnswers())
+    std::fprintf(stderr,
+                 "kinolot serve: the database does not answer yet; requests fail until it does\n");
+  const std::string host =
+      arguments.listen.substr(0, arguments.listen.rfind(':'));  // keeps [::1] bracketed
+  std::printf("kinolot serve: the library is served at http://%s:%d/\n", host.c_str(), port);
+  std::fflush(stdout);
+
+  std::thread waiter([&] {
+    int signal = 0;
+    sigwait(&signals, &signal);
+    server.Stop();
+  });
+  server.Run();
+  // Wakes the waiter when the server ended on its own.
+  pthread_kill(waiter.native_handle(), SIGTERM);
+  waiter.join();
+  std::fprintf(stderr, "kinolot serve: stopped\n");
+}
+
+}  // namespace
+
+void AddServeCommand(CLI::App& app) {
+  auto arguments = std::make_shared<ServeArguments>();
+  CLI::App* serve = app.add_subcommand("serve", "Serve the library over HTTP with its web page");
+  serve->footer(kServeHelp);
+  serve->add_option("--listen", arguments->listen, "HOST:PORT to listen on")->capture_default_str();
+  serve->add_option("--token-file", arguments->tokenFile, "File of \"TOKEN USER-ID\" lines")
+      ->check(CLI::ExistingFile);
+  serve->add_option("--user", arguments->user, "User id of requests when there are no tokens")
+      ->capture_default_str();
+  serve->add_option("--threads", arguments->threads, "Requests served at once")
+      ->check(CLI::Range(1, 256))
+      ->capture_default_str();
+  serve->callback([arguments] {
+    try {
+      Serve(*arguments);
+    } catch (const ApiError& error) {
+      Fail(error.what());
+    }
+  });
+}
+
+}  // namespace kinolot_cli

@@ -1,0 +1,211 @@
+// The media scanner's run; see scanner.h.
+#include "scanner.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <set>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "kinolot/video_db_batch.h"
+#include "kinolot/video_info_store.h"
+#include "read_ahead.h"
+#include "scan_item.h"
+#include "scan_state.h"
+#include "video_description.h"
+
+namespace kinolot_scan {
+namespace {
+
+using namespace LibKinolot;
+
+constexpr size_t kPathCapacity = sizeof(_VIDEO_INFO_::path);
+
+std::string FolderOf(const std::string& path) {
+  size_t slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Gone from the disk, not merely out of reach (a folder that cannot be
+// read still holds its files).
+bool Vanished(const std::string& path) {
+  struct stat info {};
+  return lstat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Runs `store` on every item of a batch inside one transaction. When any of
+// them fails, or the commit does, the transaction is spoilt: it is rolled
+// back and every item is stored again on its own, so that only the ones that
+// really fail are lost. `store` returns whether the item was stored.
+template <typename Item, typename Store>
+std::vector<bool> StoreBatch(std::vector<Item>& items, Store store) {
+  std::vector<bool> stored(items.size(), false);
+  bool whole = VideoDBBatchBegin() == 0;
+  for (size_t i = 0; whole && i < items.size(); ++i) whole = store(items[i]);
+  if (whole) whole = VideoDBBatchCommit() == 0;
+  if (whole) return std::vector<bool>(items.size(), true);
+  if (VideoDBBatchIsOpen()) VideoDBBatchRollback();
+  for (size_t i = 0; i < items.size(); ++i) stored[i] = store(items[i]);
+  return stored;
+}
+
+class Scanner {
+ public:
+  Scanner(const ScanOptions& options, ScanSummary* summary)
+      : options_(options),
+        batch_size_(std::max<size_t>(options.batch_size, 1)),
+        summary_(summary),
+        context_(state_) {}
+
+  bool Run(std::string* error);
+
+ private:
+  void Walk();
+  bool LoadState(std::string* error);
+  void Sort();
+  bool StoreAll(std::string* error);
+  void RemoveVanished();
+
+  const ScanOptions& options_;
+  size_t batch_size_;
+  ScanSummary* summary_;
+  ScanState state_;
+  ItemContext context_;
+  std::vector<FoundVideo> videos_;
+  std::vector<ScanItem> pending_;
+};
+
+bool Scanner::Run(std::string* error) {
+  auto start = std::chrono::steady_clock::now();
+  Walk();
+  if (!LoadState(error)) return false;
+  Sort();
+  if (!StoreAll(error)) return false;
+  RemoveVanished();
+  summary_->seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return true;
+}
+
+void Scanner::Walk() {
+  std::set<std::string> roots;
+  for (const ScanFolder& folder : options_.folders) roots.insert(folder.path);
+  MediaWalk walk(roots);
+  for (const ScanFolder& folder : options_.folders) {
+    summary_->folders.push_back(folder.path);
+    walk.Walk(folder.path, folder.kind, &videos_, &summary_->skipped);
+  }
+  summary_->found = static_cast<long>(videos_.size());
+}
+
+bool Scanner::LoadState(std::string* error) {
+  for (const ScanFolder& folder : options_.folders) {
+    if (!state_.LoadFolder(folder.path, error)) return false;
+  }
+  return state_.LoadLocks(error);
+}
+
+// Sorts the found files into unchanged ones, counted and left alone, and the
+// ones to store.
+void Scanner::Sort() {
+  std::unordered_map<std::string, int> per_folder;
+  for (const FoundVideo& video : videos_) ++per_folder[FolderOf(video.path)];
+  SidecarFinder sidecars;
+  for (const FoundVideo& video : videos_) {
+    ScanItem item;
+    item.found = &video;
+    item.stored = state_.Find(video.path);
+    item.name = NameMedia(video.path, video.kind);
+    item.sidecars = sidecars.Find(video.path, item.name, per_folder[FolderOf(video.path)] == 1);
+    item.size = video.size;
+    item.mtime_ns = video.mtime_ns;
+    const StoredFile* stored = item.stored;
+    if (stored && stored->size == video.size && video.mtime_ns / 1000 <= stored->stored_us &&
+        item.sidecars.newest_ns / 1000 <= stored->stored_us) {
+      ++summary_->unchanged;
+      continue;
+    }
+    if (video.path.size() >= kPathCapacity) {
+      summary_->failed.push_back({video.path, "path too long for the library"});
+    } else if (!IsUtf8(video.path)) {
+      summary_->failed.push_back({video.path, "path is not UTF-8 text"});
+    } else {
+      pending_.push_back(std::move(item));
+    }
+  }
+}
+
+bool Scanner::StoreAll(std::string* error) {
+  ProgressBar* progress = options_.progress;
+  if (progress) progress->Start(pending_.size());
+  // The next batch is probed while this one is stored.
+  ReadAhead ahead(pending_.size(), 2 * batch_size_,
+                  [this](size_t i) { context_.ReadItem(&pending_[i]); });
+  for (size_t first = 0; first < pending_.size(); first += batch_size_) {
+    size_t end = std::min(pending_.size(), first + batch_size_);
+    std::vector<ScanItem*> batch;
+    for (size_t i = first; i < end; ++i) batch.push_back(&pending_[i]);
+    std::vector<std::string> reasons(batch.size());
+    std::vector<bool> stored = StoreBatch(batch, [&](ScanItem* item) {
+      size_t index = item - &pending_[0];
+      ahead.Wait(index);
+      if (progress) progress->Update(index, item->found->path);
+      return context_.StoreItem(item, &reasons[index - first]);
+    });
+    ahead.Release(end);
+    // A batch that lost every file may have lost the server: then the scan
+    // ends here, a database error rather than a list of failed files.
+    if (std::find(stored.begin(), stored.end(), true) == stored.end() &&
+        !DatabaseReachable(error)) {
+      return false;
+    }
+    for (size_t i = 0; i < batch.size(); ++i) {
+      ScanItem* item = batch[i];
+      if (!stored[i]) {
+        summary_->failed.push_back({item->found->path, reasons[i]});
+      } else {
+        context_.StorePosters(item);
+        ++(item->stored ? summary_->updated : summary_->added);
+      }
+      for (PathIssue& warning : item->warnings) summary_->warnings.push_back(std::move(warning));
+      item->records.reset();
+    }
+  }
+  if (progress) progress->Finish();
+  return true;
+}
+
+void Scanner::RemoveVanished() {
+  std::unordered_set<std::string> found;
+  for (const FoundVideo& video : videos_) found.insert(video.path);
+  std::vector<std::string> gone;
+  for (const auto& entry : state_.files()) {
+    if (!found.count(entry.first) && Vanished(entry.first)) gone.push_back(entry.first);
+  }
+  std::sort(gone.begin(), gone.end());
+  for (size_t first = 0; first < gone.size(); first += batch_size_) {
+    std::vector<std::string> batch(gone.begin() + first,
+                                   gone.begin() + std::min(gone.size(), first + batch_size_));
+    std::vector<bool> removed = StoreBatch(
+        batch, [](const std::string& path) { return VideoInfoDelete(path.c_str(), false) == 0; });
+    for (size_t i = 0; i < batch.size(); ++i) {
+      if (removed[i]) {
+        ++summary_->removed;
+      } else {
+        summary_->failed.push_back({batch[i], "vanished, but the library did not remove it"});
+      }
+    }
+  }
+}
+
+}  // namespace
+
+bool RunScan(const ScanOptions& options, ScanSummary* summary, std::string* error) {
+  Scanner scanner(options, summary);
+  return scanner.Run(error);
+}
+
+}  // namespace kinolot_scan

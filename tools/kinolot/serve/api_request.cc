@@ -1,0 +1,194 @@
+// Request parameters of the /api/ routes; see api_request.h.
+#include "api_request.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <set>
+
+namespace kinolot_serve {
+
+using namespace LibKinolot;
+
+namespace {
+
+bool IsDecimal(const std::string& text, size_t maxDigits) {
+  return !text.empty() && text.size() <= maxDigits &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+unsigned long Number(const std::string& text, const char* name, unsigned long max) {
+  if (!IsDecimal(text, 10)) throw ApiError(400, std::string(name) + " must be a decimal number");
+  unsigned long value = std::strtoul(text.c_str(), nullptr, 10);
+  if (value > max) throw ApiError(400, std::string(name) + " is too large");
+  return value;
+}
+
+// The columns a listing of each kind may be sorted by: those of its table
+// that a person would sort by.
+const std::set<std::string>& SortColumns(_VIDEO_TABLE_TYPE_ kind) {
+  static const std::map<int, std::set<std::string>> columns = {
+      {VIDEO_TABLE_MOVIE,
+       {"id", "title", "sort_title", "year", "originally_available", "create_date", "modify_date"}},
+      {VIDEO_TABLE_TVSHOW,
+       {"id", "title", "sort_title", "year", "originally_available", "create_date", "modify_date"}},
+      {VIDEO_TABLE_TVSHOW_EPISODE,
+       {"season", "episode", "year", "originally_available", "create_date", "modify_date"}},
+      {VIDEO_TABLE_HOME_VIDEO, {"id", "title", "sort_title", "record_time", "create_date"}},
+      {VIDEO_TABLE_TV_RECORD,
+       {"id", "title", "sort_title", "record_time", "channel_name", "create_date"}},
+      {VIDEO_TABLE_COLLECTION, {"sort_title", "sort_time"}},
+  };
+  static const std::set<std::string> none;
+  auto found = columns.find(kind);
+  return found == columns.end() ? none : found->second;
+}
+
+}  // namespace
+
+_VIDEO_TABLE_TYPE_ KindFromName(const std::string& name) {
+  static const std::map<std::string, _VIDEO_TABLE_TYPE_> kinds = {
+      {"movie", VIDEO_TABLE_MOVIE},
+      {"tvshow", VIDEO_TABLE_TVSHOW},
+      {"tvshow_episode", VIDEO_TABLE_TVSHOW_EPISODE},
+      {"home_video", VIDEO_TABLE_HOME_VIDEO},
+      {"tv_record", VIDEO_TABLE_TV_RECORD},
+  };
+  auto found = kinds.find(name);
+  return found == kinds.end() ? VIDEO_TABLE_INVALID : found->second;
+}
+
+std::string RequireId(const std::string& text, const char* what) {
+  // Ten digits may still pass 2^31 - 1; the library refuses those, and so do we.
+  if (!IsDecimal(text, 10) || std::strtoull(text.c_str(), nullptr, 10) > 2147483647ULL)
+    throw ApiError(400, std::string(what) + " must be a decimal id");
+  return text;
+}
+
+std::string ApiRequest::Segment(size_t index) const {
+  if (index >= request_.matches.size()) return "";
+  std::string segment = request_.matches[index].str();
+  if (segment.size() > kMaxParameterLength) throw ApiError(400, "path segment too long");
+  return segment;
+}
+
+_VIDEO_TABLE_TYPE_ ApiRequest::Kind(size_t index) const {
+  _VIDEO_TABLE_TYPE_ kind = KindFromName(Segment(index));
+  if (kind == VIDEO_TABLE_INVALID)
+    throw ApiError(400,
+                   "unknown kind (use movie, tvshow, tvshow_episode, home_video or tv_record)");
+  return kind;
+}
+
+std::string ApiRequest::Text(const char* name, const std::string& fallback) const {
+  if (!request_.has_param(name)) return fallback;
+  std::string value = request_.get_param_value(name);
+  if (value.size() > kMaxParameterLength)
+    throw ApiError(400, std::string(name) + " is longer than 512 bytes");
+  if (value.find('\0') != std::string::npos)
+    throw ApiError(400, std::string(name) + " holds a NUL byte");
+  return value;
+}
+
+const char* ApiRequest::OptionalId(const char* name, std::string& storage) const {
+  if (!request_.has_param(name)) return nullptr;
+  storage = Text(name);
+  if (!storage.empty()) RequireId(storage, name);
+  return storage.c_str();
+}
+
+unsigned long ApiRequest::Offset() const {
+  return Has("offset") ? Number(Text("offset"), "offset", 2147483647UL) : 0;
+}
+
+unsigned long ApiRequest::Limit() const {
+  if (!Has("limit")) return kDefaultPageLimit;
+  unsigned long limit = Number(Text("limit"), "limit", kMaxPageLimit);
+  if (limit == 0) throw ApiError(400, "limit must be at least 1");
+  return limit;
+}
+
+_ORDER_DIRECTION_ ApiRequest::Order() const {
+  std::string order = Text("order", "asc");
+  if (order == "asc") return ORDER_DIRECTION_ASC;
+  if (order == "desc") return ORDER_DIRECTION_DESC;
+  throw ApiError(400, "order must be asc or desc");
+}
+
+std::string ApiRequest::Sort(_VIDEO_TABLE_TYPE_ kind) const {
+  std::string sort = Text("sort");
+  if (!sort.empty() && SortColumns(kind).count(sort) == 0)
+    throw ApiError(400, "cannot sort by \"" + sort + "\"");
+  return sort;
+}
+
+_VIDEO_ADDITIONAL_ ApiRequest::Additional(uint32_t fallback) const {
+  static const std::map<std::string, uint32_t> pieces = {
+      {"summary", VIDEO_ADDITIONAL_SUMMARY},
+      {"extra", VIDEO_ADDITIONAL_PLUS_INFO},
+      {"episodes", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
+      {"actor", VIDEO_ADDITIONAL_ACTOR},
+      {"director", VIDEO_ADDITIONAL_DIRECTOR},
+      {"writer", VIDEO_ADDITIONAL_WRITER},
+      {"genre", VIDEO_ADDITIONAL_GNERE},
+      {"files", VIDEO_ADDITIONAL_VIDEO_FILE},
+      {"collection", VIDEO_ADDITIONAL_COLLECTION},
+      {"tvshow_summary", VIDEO_ADDITIONAL_TVSHOW_SUMMARY},
+      {"tvshow_extra", VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO},
+  };
+  if (!Has("additional")) return static_cast<_VIDEO_ADDITIONAL_>(fallback);
+  const std::string list = Text("additional");
+  uint32_t mask = 0;
+  size_t start = 0;
+  while (start <= list.size()) {
+    size_t end = std::min(list.find(',', start), list.size());
+    std::string name = list.substr(start, end - start);
+    if (!name.empty()) {
+      auto found = pieces.find(name);
+      if (found == pieces.end()) throw ApiError(400, "unknown additional piece \"" + name + "\"");
+      mask |= found->second;
+    }
+    start = end + 1;
+  }
+  return static_cast<_VIDEO_ADDITIONAL_>(mask);
+}
+
+Json::Value ApiRequest::Body() const {
+  const std::string type = request_.get_header_value("Content-Type");
+  // Requiring the JSON type also keeps other web sites out: a browser sends
+  // it across origins only after asking, and this server never says yes.
+  if (type.compare(0, 16, "application/json") != 0)
+    throw ApiError(400, "the body must be JSON (Content-Type: application/json)");
+  Json::CharReaderBuilder builder;
+  builder["stackLimit"] = 32;
+  builder["rejectDupKeys"] = true;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value body;
+  std::string errors;
+  const char* begin = request_.body.data();
+  bool parsed = false;
+  try {
+    parsed = reader->parse(begin, begin + request_.body.size(), &body, &errors);
+  } catch (const std::exception&) {
+    parsed = false;
+  }
+  if (!parsed || !body.isObject()) throw ApiError(400, "the body must be a JSON object");
+  return body;
+}
+
+void SendJson(httplib::Response& response, const Json::Value& value, int status) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  response.status = status;
+  response.set_content(Json::writeString(builder, value), "application/json; charset=utf-8");
+}
+
+void SendError(httplib::Response& response, int status, const std::string& message) {
+  Json::Value error(Json::objectValue);
+  error["error"] = message;
+  SendJson(response, error, status);
+}
+
+}  // namespace kinolot_serve
