@@ -9,7 +9,7 @@ packages=(
   openssl postgresql
   googletest libgtest-dev ccache
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
-  libpugixml-dev libcli11-dev libcpp-httplib-dev
+  libpugixml-dev libcli11-dev libcpp-httplib-dev libboost-dev
   chromium chromium-driver fonts-dejavu-core
 )
 

@@ -10,10 +10,10 @@
 #include "scan/media_name.h"
 #include "scan/progress.h"
 #include "scan/scanner.h"
+#include "scan/video_description.h"
 #include "support/run_program.h"
 #include "support/sample_videos.h"
 #include "support/test_database.h"
-#include "scan/video_description.h"
 
 namespace {
 

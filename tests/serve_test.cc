@@ -80,11 +80,7 @@ TEST_F(ServeTest, RoutesAnswerWithTheLibraryJsonOrAJsonError) {
   EXPECT_EQ(Get("/api/movie", {{"Host", "localhost:1"}}).status, 200);
 
   StopServer();
-  std::rewind(log);
-  char line[1024];
-  std::vector<std::string> lines;
-  while (std::fgets(line, sizeof(line), log)) lines.push_back(line);
-  std::fclose(log);
+  const std::vector<std::string> lines = LogLines(log);
   EXPECT_EQ(lines.size(), cases.size() + 3);
   EXPECT_TRUE(std::regex_match(
       lines[0],
@@ -189,7 +185,15 @@ TEST_F(ServeTest, SixtyFourRequestsAtOnceAllSucceed) {
   EXPECT_EQ(good.load(), 64);
 }
 
-TEST_F(ServeTest, DatabaseRestartGivesErrorsThenAnswersAgain) {
+// Database trouble: whatever statement of a request failed, the answer is
+// 503 with Retry-After, never a partial answer or a 404.
+void ExpectUnavailable(const Answer& answer, const std::string& what) {
+  EXPECT_EQ(answer.status, 503) << what << ": " << answer.body;
+  EXPECT_EQ(answer.body, R"({"error":"the database did not answer"})") << what;
+  EXPECT_EQ(answer.header("Retry-After"), "2") << what;
+}
+
+TEST_F(ServeTest, DatabaseRestartGivesUnavailableThenAnswersAgain) {
   kinolot_serve::ServeOptions options;
   options.log = nullptr;
   StartServer(std::move(options));
@@ -199,15 +203,66 @@ TEST_F(ServeTest, DatabaseRestartGivesErrorsThenAnswersAgain) {
   StopDatabase();
   Answer down = Get("/api/movie");
   Answer item = Get("/api/movie/1");
+  Answer collections = Get("/api/collections/1");
   Answer edited = Send("POST", "/api/movie/2", edit);
   StartDatabase();
-  EXPECT_EQ(down.status, 500);
-  EXPECT_EQ(down.body, R"({"error":"the database did not answer"})");
-  EXPECT_EQ(item.status, 500) << "a missing database is not a missing item";
-  EXPECT_EQ(edited.status, 500);
+  ExpectUnavailable(down, "list");
+  ExpectUnavailable(item, "a missing database is not a missing item");
+  ExpectUnavailable(collections, "nor a missing collection");
+  ExpectUnavailable(edited, "edit");
 
   EXPECT_EQ(Get("/api/movie").json()["total"], 5);
   EXPECT_EQ(Send("POST", "/api/movie/2", edit).status, 200);
+}
+
+TEST_F(ServeTest, AnswerMissingAPieceIsUnavailableNotPartial) {
+  kinolot_serve::ServeOptions options;
+  options.log = nullptr;
+  StartServer(std::move(options));
+  ASSERT_EQ(Get("/api/movie/1?additional=actor").json()["movies"][0]["additional"]["actor"].size(),
+            2u);
+  // The library answers without the actors it could not read; the service
+  // must not pass that on as the item's whole truth.
+  Exec("ALTER TABLE actor RENAME TO actor_away");
+  Answer item = Get("/api/movie/1?additional=actor");
+  Answer list = Get("/api/movie?additional=actor");
+  Exec("ALTER TABLE actor_away RENAME TO actor");
+  ExpectUnavailable(item, "GetInfo without its actors");
+  ExpectUnavailable(list, "List without its actors");
+
+  // An item the database could not look for is not known to be absent.
+  Exec("ALTER TABLE movie RENAME TO movie_away");
+  Answer missing = Get("/api/movie/1");
+  Answer poster = Get("/api/movie/1/poster");
+  Exec("ALTER TABLE movie_away RENAME TO movie");
+  ExpectUnavailable(missing, "GetInfo of an unreadable table");
+  ExpectUnavailable(poster, "poster of an unreadable table");
+  EXPECT_EQ(Get("/api/movie/1?additional=actor").status, 200);
+}
+
+TEST_F(ServeTest, StatementsGiveUpAndTheRequestIsUnavailable) {
+  const char* before = std::getenv("PGOPTIONS");
+  const std::string saved = before != nullptr ? before : "";
+  unsetenv("PGOPTIONS");
+  kinolot_serve::LimitDatabaseWaits(1);
+  kinolot_serve::ServeOptions options;
+  options.log = nullptr;
+  StartServer(std::move(options));
+  // A table held by another session: without a timeout the request would
+  // wait for as long as the lock is held.
+  Exec("BEGIN");
+  Exec("LOCK TABLE movie IN ACCESS EXCLUSIVE MODE");
+  Answer held = Get("/api/movie/1");
+  Exec("ROLLBACK");
+  ExpectUnavailable(held, "a locked table");
+  EXPECT_EQ(Get("/api/movie/1").status, 200);
+  StopServer();
+  if (before != nullptr) {
+    setenv("PGOPTIONS", saved.c_str(), 1);
+  } else {
+    unsetenv("PGOPTIONS");
+  }
+  unsetenv("PGCONNECT_TIMEOUT");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -112,7 +113,9 @@ DBConnect_tag* OpenSession(const char* host, const char* user, const char* passw
                            const char* database, std::string* error) {
   // Only the settings the caller gave are passed, so that libpq falls back on
   // its own defaults (PGHOST, PGUSER, ...) for the rest. The options pin
-  // every session to the quoting rule the formatter escapes by.
+  // every session to the quoting rule the formatter escapes by; given
+  // options replace PGOPTIONS, so its settings (a statement timeout, say)
+  // are passed on in front, where the pinned rule still wins.
   const char* keys[8];
   const char* values[8];
   int n = 0;
@@ -126,7 +129,10 @@ DBConnect_tag* OpenSession(const char* host, const char* user, const char* passw
   add("user", user);
   add("password", password);
   add("dbname", database);
-  add("options", "-c standard_conforming_strings=on");
+  const char* environment = std::getenv("PGOPTIONS");
+  const std::string options =
+      std::string(environment != nullptr ? environment : "") + " -c standard_conforming_strings=on";
+  add("options", options.c_str());
   add("client_encoding", "UTF8");
   add("fallback_application_name", "kinolot");
   keys[n] = nullptr;

@@ -27,6 +27,9 @@ namespace {
 // thread's failure while the caller reads it.
 thread_local std::string t_connect_error;
 
+// Failed statements and connects of this thread; see VEXODBFailuresGet.
+thread_local unsigned long t_failures = 0;
+
 // The statement recorder benchmarks switch on; see VEXODBStatementHookSet.
 std::atomic<VEXODBStatementHook> g_hook{nullptr};
 std::atomic<void*> g_hook_context{nullptr};
@@ -41,6 +44,7 @@ DBConnect_tag* VEXODBConnect(const char* host, const char* user, const char* pas
     return idle;
   }
   DBConnect_tag* connection = OpenSession(host, user, password, database, &t_connect_error);
+  if (connection == nullptr) ++t_failures;
   if (connection != nullptr) connection->key = key;
   return connection;
 }
@@ -57,8 +61,10 @@ int VEXODBDatabaseTypeGet(DBConnect_tag* connection) {
 
 int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** result) {
   if (result != nullptr) *result = nullptr;
-  if (connection == nullptr || sql == nullptr) return -1;
-  if (!ReadyToSend(connection, sql)) return -1;
+  if (connection == nullptr || sql == nullptr || !ReadyToSend(connection, sql)) {
+    ++t_failures;
+    return -1;
+  }
 
   if (VEXODBStatementHook hook = g_hook.load(std::memory_order_acquire)) {
     hook(g_hook_context.load(std::memory_order_acquire), sql);
@@ -77,6 +83,7 @@ int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** res
   }
   if (NoteOutcome(connection, sql, pg_result, failed)) {
     PQclear(pg_result);
+    ++t_failures;
     return -1;
   }
 
@@ -90,6 +97,7 @@ int VEXODBExecute(DBConnect_tag* connection, const char* sql, DBResult_tag** res
   if (handle == nullptr) {
     PQclear(pg_result);
     connection->error = "out of memory while keeping a result";
+    ++t_failures;
     return -1;
   }
   handle->pg = pg_result;
@@ -159,6 +167,10 @@ void VEXODBFreeResult(DBResult_tag* result) {
 const char* VEXODBErrorGet(DBConnect_tag* connection) {
   if (connection == nullptr) return t_connect_error.c_str();
   return connection->error.c_str();
+}
+
+unsigned long VEXODBFailuresGet() {
+  return t_failures;
 }
 
 VEXODBCounters VEXODBCountersGet() {

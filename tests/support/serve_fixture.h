@@ -13,10 +13,11 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "kinolot/poster_store.h"
-#include "support/metadata_library.h"
 #include "serve/web_server.h"
+#include "support/metadata_library.h"
 
 namespace kinolot_test {
 
@@ -55,6 +56,16 @@ class ServeTest : public MetadataTest {
     server_->Stop();
     thread_.join();
     server_.reset();
+  }
+
+  // The lines of an access log the server wrote to `log`, which is closed.
+  static std::vector<std::string> LogLines(FILE* log) {
+    std::rewind(log);
+    char line[1024];
+    std::vector<std::string> lines;
+    while (std::fgets(line, sizeof(line), log)) lines.push_back(line);
+    std::fclose(log);
+    return lines;
   }
 
   Answer Send(const std::string& method, const std::string& path, const std::string& body = "",

@@ -149,6 +149,19 @@ KINOLOT_EXPORT char* VEXODBEscapeStrAlloc(const char* text);
 // null arguments; `out` is then an empty text when it is not null.
 KINOLOT_EXPORT int EscapeConditionEX2(int databaseKind, const char* condition, char* out);
 
+// The number of statements and connects that failed on the calling thread
+// since the thread started: a statement the server refused or did not answer
+// (a timeout, a broken or lost connection) and a connect that found no
+// server. Never fails; only the calling thread's own failures count.
+//
+// The library's read calls (GetInfo, List, Search, CategoryBrowse and the
+// collection listings) keep their contract of answering with what they could
+// read: a piece whose statement failed is left out, and GetInfo still returns
+// true. A caller that must tell a complete answer from one missing pieces
+// reads this count before and after the call; when it grew, some statement of
+// that call failed and its answer is not to be trusted.
+KINOLOT_EXPORT unsigned long VEXODBFailuresGet();
+
 // What this layer has done since the process started or since the last
 // reset; benchmarks read it to count what an operation costs.
 struct VEXODBCounters {

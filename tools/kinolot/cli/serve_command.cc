@@ -2,6 +2,8 @@
 // SIGTERM ends it after the requests under way.
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <thread>
@@ -22,7 +24,12 @@ constexpr char kServeHelp[] =
     "Token file: one \"TOKEN USER-ID\" per line (# starts a comment); a token is 16 to 256\n"
     "characters of letters, digits and -._~+/=. Requests send \"Authorization: Bearer TOKEN\"\n"
     "and their collection calls act for USER-ID. Without a token file every request acts\n"
-    "for --user. One access-log line per request goes to stderr.";
+    "for --user. The token file must not be open to other users (chmod 600).\n"
+    "One access-log line per request goes to stderr. A request whose database statements\n"
+    "fail or take over 10 s is answered 503 with Retry-After.";
+
+// How long one database statement of a request may take.
+constexpr int kStatementSeconds = 10;
 
 struct ServeArguments {
   std::string listen = "127.0.0.1:8350";
@@ -36,11 +43,30 @@ struct ServeArguments {
   throw CLI::RuntimeError(2);
 }
 
+// Tokens are passwords: a file that other users may read or change is
+// refused, as a private key would be.
+void RequirePrivate(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    Fail("the token file " + path + " is open to other users; make it private (chmod 600 " + path +
+         ")");
+}
+
+// Each open connection takes a descriptor; let the process have as many as
+// the system grants it.
+void RaiseDescriptorLimit() {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur >= files.rlim_max) return;
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
 void Serve(const ServeArguments& arguments) {
   ServeOptions options;
   if (!ParseListenAddress(arguments.listen, options.host, options.port))
     Fail("--listen takes HOST:PORT, such as 127.0.0.1:8350 or [::1]:8350");
   if (!arguments.tokenFile.empty()) {
+    RequirePrivate(arguments.tokenFile);
     std::string error;
     if (!options.tokens.Load(arguments.tokenFile, error)) Fail(error);
   } else if (!IsLoopbackHost(options.host)) {
@@ -48,6 +74,8 @@ void Serve(const ServeArguments& arguments) {
   }
   options.user = RequireId(arguments.user, "--user");
   options.threads = arguments.threads;
+  LimitDatabaseWaits(kStatementSeconds);
+  RaiseDescriptorLimit();
 
   // Every thread started from here on leaves SIGINT and SIGTERM to the one
   // that waits for them.
@@ -91,7 +119,9 @@ void AddServeCommand(CLI::App& app) {
       ->check(CLI::ExistingFile);
   serve->add_option("--user", arguments->user, "User id of requests when there are no tokens")
       ->capture_default_str();
-  serve->add_option("--threads", arguments->threads, "Requests served at once")
+  serve
+      ->add_option("--threads", arguments->threads,
+                   "Requests worked on at once (connections are not limited by it)")
       ->check(CLI::Range(1, 256))
       ->capture_default_str();
   serve->callback([arguments] {

@@ -26,7 +26,7 @@ std::string Escaped(const std::string& text) {
 
 }  // namespace
 
-std::string AccessLogLine(const httplib::Request& request, const httplib::Response& response,
+std::string AccessLogLine(const HttpRequest& request, const HttpResponse& response,
                           const std::string& user, double milliseconds) {
   char when[32];
   std::time_t now = std::time(nullptr);
@@ -36,7 +36,7 @@ std::string AccessLogLine(const httplib::Request& request, const httplib::Respon
   char tail[96];
   std::snprintf(tail, sizeof(tail), "\" %d %zu %.1fms", response.status, response.body.size(),
                 milliseconds);
-  return std::string(when) + " " + Escaped(request.remote_addr) +
+  return std::string(when) + " " + Escaped(request.remote_address) +
          " user=" + (user.empty() ? "-" : Escaped(user)) + " \"" + Escaped(request.method) + " " +
          Escaped(request.target) + " " + Escaped(request.version) + tail;
 }

@@ -82,8 +82,8 @@ _VIDEO_TABLE_TYPE_ ApiRequest::Kind(size_t index) const {
 }
 
 std::string ApiRequest::Text(const char* name, const std::string& fallback) const {
-  if (!request_.has_param(name)) return fallback;
-  std::string value = request_.get_param_value(name);
+  if (!request_.HasParam(name)) return fallback;
+  std::string value = request_.Param(name);
   if (value.size() > kMaxParameterLength)
     throw ApiError(400, std::string(name) + " is longer than 512 bytes");
   if (value.find('\0') != std::string::npos)
@@ -92,7 +92,7 @@ std::string ApiRequest::Text(const char* name, const std::string& fallback) cons
 }
 
 const char* ApiRequest::OptionalId(const char* name, std::string& storage) const {
-  if (!request_.has_param(name)) return nullptr;
+  if (!request_.HasParam(name)) return nullptr;
   storage = Text(name);
   if (!storage.empty()) RequireId(storage, name);
   return storage.c_str();
@@ -155,7 +155,7 @@ _VIDEO_ADDITIONAL_ ApiRequest::Additional(uint32_t fallback) const {
 }
 
 Json::Value ApiRequest::Body() const {
-  const std::string type = request_.get_header_value("Content-Type");
+  const std::string type = request_.Header("Content-Type");
   // Requiring the JSON type also keeps other web sites out: a browser sends
   // it across origins only after asking, and this server never says yes.
   if (type.compare(0, 16, "application/json") != 0)
@@ -177,15 +177,15 @@ Json::Value ApiRequest::Body() const {
   return body;
 }
 
-void SendJson(httplib::Response& response, const Json::Value& value, int status) {
+void SendJson(HttpResponse& response, const Json::Value& value, int status) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
   response.status = status;
-  response.set_content(Json::writeString(builder, value), "application/json; charset=utf-8");
+  response.SetContent(Json::writeString(builder, value), "application/json; charset=utf-8");
 }
 
-void SendError(httplib::Response& response, int status, const std::string& message) {
+void SendError(HttpResponse& response, int status, const std::string& message) {
   Json::Value error(Json::objectValue);
   error["error"] = message;
   SendJson(response, error, status);

@@ -6,13 +6,13 @@
 #ifndef KINOLOT_TOOLS_SERVE_API_REQUEST_H_
 #define KINOLOT_TOOLS_SERVE_API_REQUEST_H_
 
-#include <httplib.h>
 #include <json/json.h>
 
 #include <functional>
 #include <stdexcept>
 #include <string>
 
+#include "http_message.h"
 #include "kinolot/video_types.h"
 
 namespace kinolot_serve {
@@ -24,7 +24,7 @@ constexpr unsigned long kMaxPageLimit = 500;
 // The page size when a request names none.
 constexpr unsigned long kDefaultPageLimit = 50;
 
-// Ends a request with `status` (400, 401, 404, 500) and `message`.
+// Ends a request with `status` (400, 401, 404, 503 ...) and `message`.
 class ApiError : public std::runtime_error {
  public:
   ApiError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
@@ -47,10 +47,10 @@ std::string RequireId(const std::string& text, const char* what);
 // throws ApiError(400) with a message naming the parameter on bad input.
 class ApiRequest {
  public:
-  ApiRequest(const httplib::Request& request, std::string user)
+  ApiRequest(const HttpRequest& request, std::string user)
       : request_(request), user_(std::move(user)) {}
 
-  const httplib::Request& http() const { return request_; }
+  const HttpRequest& http() const { return request_; }
   // The user id the request acts for (decimal text).
   const std::string& user() const { return user_; }
   // Path segment `index` of the route's pattern (1 is the first group).
@@ -60,7 +60,7 @@ class ApiRequest {
 
   // Query parameter `name`, or `fallback` when absent.
   std::string Text(const char* name, const std::string& fallback = "") const;
-  bool Has(const char* name) const { return request_.has_param(name); }
+  bool Has(const char* name) const { return request_.HasParam(name); }
   // Query parameter `name` as a decimal id; null when absent, "" when empty
   // (the library's "videos without any" filter value).
   const char* OptionalId(const char* name, std::string& storage) const;
@@ -81,13 +81,13 @@ class ApiRequest {
   Json::Value Body() const;
 
  private:
-  const httplib::Request& request_;
+  const HttpRequest& request_;
   std::string user_;
 };
 
 // A route's body: reads `request`, writes the answer into `response`, and
 // throws ApiError to answer with an error instead.
-using ApiHandler = std::function<void(const ApiRequest& request, httplib::Response& response)>;
+using ApiHandler = std::function<void(const ApiRequest& request, HttpResponse& response)>;
 
 // Where route units register their routes: `pattern` is a regular
 // expression over the whole path, its groups becoming ApiRequest segments.
@@ -100,9 +100,9 @@ class ApiRoutes {
 };
 
 // Writes `value` as compact UTF-8 JSON into `response` with `status`.
-void SendJson(httplib::Response& response, const Json::Value& value, int status = 200);
+void SendJson(HttpResponse& response, const Json::Value& value, int status = 200);
 // Writes {"error": message} with `status`.
-void SendError(httplib::Response& response, int status, const std::string& message);
+void SendError(HttpResponse& response, int status, const std::string& message);
 
 }  // namespace kinolot_serve
 

@@ -10,7 +10,7 @@ using namespace LibKinolot;
 namespace {
 
 [[noreturn]] void DatabaseFailed() {
-  throw ApiError(500, "the database did not answer");
+  throw ApiError(503, "the database did not answer");
 }
 
 // Returns the collection id of path segment 1 once it is known to be one of
@@ -31,13 +31,13 @@ std::string MemberTable(const std::string& kind) {
   throw ApiError(400, "collections hold movie, tvshow_episode, home_video or tv_record videos");
 }
 
-void Collections(const ApiRequest& request, httplib::Response& response) {
+void Collections(const ApiRequest& request, HttpResponse& response) {
   Json::Value answer(Json::objectValue);
   if (!VideoMetadataAPI().Collection_List(request.user(), answer["collections"])) DatabaseFailed();
   SendJson(response, answer);
 }
 
-void Create(const ApiRequest& request, httplib::Response& response) {
+void Create(const ApiRequest& request, HttpResponse& response) {
   const Json::Value body = request.Body();
   if (!body["title"].isString() || body["title"].asString().empty())
     throw ApiError(400, "title is required");
@@ -52,7 +52,7 @@ void Create(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Videos(const ApiRequest& request, httplib::Response& response) {
+void Videos(const ApiRequest& request, HttpResponse& response) {
   VideoMetadataAPI api;
   const std::string id = OwnCollection(request, api);
   std::string sort = request.Sort(VIDEO_TABLE_COLLECTION);
@@ -67,7 +67,7 @@ void Videos(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Search(const ApiRequest& request, httplib::Response& response) {
+void Search(const ApiRequest& request, HttpResponse& response) {
   VideoMetadataAPI api;
   const std::string id = OwnCollection(request, api);
   Json::Value keywords(Json::objectValue);
@@ -86,7 +86,7 @@ void Search(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Delete(const ApiRequest& request, httplib::Response& response) {
+void Delete(const ApiRequest& request, HttpResponse& response) {
   const std::string id = RequireId(request.Segment(1), "collection id");
   int deleted = VideoMetadataAPI().Collection_Delete(request.user(), id);
   if (deleted < 0) DatabaseFailed();
@@ -98,7 +98,7 @@ void Delete(const ApiRequest& request, httplib::Response& response) {
 
 // Adds or removes a video; the library answers true also when nothing had to
 // change, and false for a video that does not exist or a failed statement.
-void Change(const ApiRequest& request, httplib::Response& response, bool add) {
+void Change(const ApiRequest& request, HttpResponse& response, bool add) {
   VideoMetadataAPI api;
   std::string table, video;
   if (add) {
@@ -129,14 +129,12 @@ void AddCollectionRoutes(ApiRoutes& routes) {
   routes.Get(R"(/api/collections/([^/]+)/search)", Search);
   routes.Get(R"(/api/collections/([^/]+))", Videos);
   routes.Delete(R"(/api/collections/([^/]+))", Delete);
-  routes.Post(R"(/api/collections/([^/]+)/videos)",
-              [](const ApiRequest& request, httplib::Response& response) {
-                Change(request, response, true);
-              });
-  routes.Delete(R"(/api/collections/([^/]+)/videos/(\w+)/([^/]+))",
-                [](const ApiRequest& request, httplib::Response& response) {
-                  Change(request, response, false);
-                });
+  routes.Post(
+      R"(/api/collections/([^/]+)/videos)",
+      [](const ApiRequest& request, HttpResponse& response) { Change(request, response, true); });
+  routes.Delete(
+      R"(/api/collections/([^/]+)/videos/(\w+)/([^/]+))",
+      [](const ApiRequest& request, HttpResponse& response) { Change(request, response, false); });
 }
 
 }  // namespace kinolot_serve

@@ -24,7 +24,7 @@ std::string TableOf(_VIDEO_TABLE_TYPE_ kind) {
 // A library call that failed after its arguments were checked failed in the
 // database.
 [[noreturn]] void DatabaseFailed() {
-  throw ApiError(500, "the database did not answer");
+  throw ApiError(503, "the database did not answer");
 }
 
 // The media type of an image from its first bytes: image/jpeg, image/png,
@@ -48,7 +48,7 @@ void RequireItem(VideoMetadataAPI& api, _VIDEO_TABLE_TYPE_ kind, const std::stri
   throw ApiError(404, "no " + TableOf(kind) + " with id " + id);
 }
 
-void List(const ApiRequest& request, httplib::Response& response) {
+void List(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   std::string actor, director, writer, genre, show;
   const char* a = request.OptionalId("actor", actor);
@@ -67,7 +67,7 @@ void List(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Search(const ApiRequest& request, httplib::Response& response) {
+void Search(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   bool any = false;
   for (const char* name : {"title", "channel", "actor", "director", "writer", "genre", "year"})
@@ -94,7 +94,7 @@ void Search(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Browse(const ApiRequest& request, httplib::Response& response) {
+void Browse(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   if (kind == VIDEO_TABLE_TVSHOW)
     throw ApiError(400, "TV shows are browsed through their episodes (tvshow_episode)");
@@ -118,7 +118,7 @@ void Browse(const ApiRequest& request, httplib::Response& response) {
   SendJson(response, answer);
 }
 
-void Info(const ApiRequest& request, httplib::Response& response) {
+void Info(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   const std::string id = RequireId(request.Segment(2), "id");
   VideoMetadataAPI api;
@@ -217,7 +217,7 @@ std::string AnyFileOf(VideoMetadataAPI& api, _VIDEO_TABLE_TYPE_ kind, const std:
   return files.isArray() && !files.empty() ? files[0]["id"].asString() : "";
 }
 
-void Edit(const ApiRequest& request, httplib::Response& response) {
+void Edit(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   const std::string id = RequireId(request.Segment(2), "id");
   const EditForm form(request.Body());
@@ -291,7 +291,7 @@ bool Matches(const std::string& header, const std::string& etag) {
   return false;
 }
 
-void Poster(const ApiRequest& request, httplib::Response& response) {
+void Poster(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   const std::string id = RequireId(request.Segment(2), "id");
   VideoMetadataAPI api;
@@ -311,20 +311,19 @@ void Poster(const ApiRequest& request, httplib::Response& response) {
     md5.clear();
     if (!api.Poster_MD5(mapper, md5)) DatabaseFailed();
     const std::string etag = "\"" + md5 + "\"";
-    if (!md5.empty() && Matches(request.http().get_header_value("If-None-Match"), etag)) {
+    if (!md5.empty() && Matches(request.http().Header("If-None-Match"), etag)) {
       response.status = 304;
-      response.set_header("ETag", etag);
+      response.SetHeader("ETag", etag);
       return;
     }
     found = api.Poster_Image(mapper, image);
     if (found < 0) DatabaseFailed();
   }
   if (found == 0) throw ApiError(404, "no poster for " + TableOf(kind) + " " + id);
-  if (!md5.empty()) response.set_header("ETag", "\"" + md5 + "\"");
+  if (!md5.empty()) response.SetHeader("ETag", "\"" + md5 + "\"");
   // Revalidated by its ETag rather than never kept, unlike JSON answers.
-  response.headers.erase("Cache-Control");
-  response.set_header("Cache-Control", "private, no-cache");
-  response.set_content(image, ImageType(image));
+  response.SetHeader("Cache-Control", "private, no-cache");
+  response.SetContent(image, ImageType(image));
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 
 #include <arpa/inet.h>
 
-#include <chrono>
-#include <thread>
+#include <cstdlib>
 
 #include "access_log.h"
 #include "collection_routes.h"
+#include "kinolot/platform/vexo_db.h"
 #include "video_routes.h"
 #include "web_page.h"
 
@@ -15,34 +15,25 @@ namespace kinolot_serve {
 
 namespace {
 
-// A worker thread serves one request from start to end, so what the access
-// log line needs besides the request and response is kept per thread.
-thread_local std::chrono::steady_clock::time_point tRequestStart;
-thread_local std::string tRequestUser;
-
 // The largest request body: edit forms and collection calls are small.
 constexpr size_t kMaxBody = 64 * 1024;
-
-const char* ReasonOf(int status) {
-  switch (status) {
-    case 400:
-      return "bad request";
-    case 401:
-      return "a valid token is required";
-    case 404:
-      return "no such page";
-    case 405:
-      return "method not allowed";
-    case 413:
-      return "request body too large";
-    case 414:
-      return "request address too long";
-    default:
-      return status >= 500 ? "internal error" : "request failed";
-  }
-}
+// Longer paths are no route's; refused before any pattern is tried on them.
+constexpr size_t kMaxPath = 2048;
+// What a client is told to wait before trying again once the database failed.
+constexpr char kRetryAfter[] = "2";
 
 }  // namespace
+
+void LimitDatabaseWaits(int seconds) {
+  const char* given = std::getenv("PGOPTIONS");
+  std::string options = given != nullptr ? given : "";
+  if (options.find("statement_timeout") == std::string::npos) {
+    options += (options.empty() ? "" : " ") + std::string("-c statement_timeout=") +
+               std::to_string(seconds) + "s";
+    setenv("PGOPTIONS", options.c_str(), 1);
+  }
+  setenv("PGCONNECT_TIMEOUT", "5", 0);
+}
 
 bool ParseListenAddress(const std::string& text, std::string& host, int& port) {
   size_t colon = text.rfind(':');
@@ -64,52 +55,19 @@ bool IsLoopbackHost(const std::string& host) {
 }
 
 WebServer::WebServer(ServeOptions options) : options_(std::move(options)) {
-  const int threads = options_.threads > 0 ? options_.threads : 1;
-  server_.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
-  server_.set_payload_max_length(kMaxBody);
-  // Idle keep-alive connections hold a worker; let them go soon.
-  server_.set_keep_alive_timeout(2);
-  server_.set_keep_alive_max_count(100);
-  // Answers go out as a header write and a body write; without this the body
-  // of every answer on a kept-alive connection waits for the client's
-  // delayed acknowledgement of the header (some 40 ms).
-  server_.set_tcp_nodelay(true);
-  server_.set_read_timeout(10);
-  server_.set_write_timeout(10);
-
-  server_.set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
-    tRequestStart = std::chrono::steady_clock::now();
-    tRequestUser.clear();
-    return httplib::Server::HandlerResponse::Unhandled;
-  });
-  server_.set_error_handler([](const httplib::Request&, httplib::Response& response) {
-    if (response.body.empty()) SendError(response, response.status, ReasonOf(response.status));
-  });
-  server_.set_exception_handler(
-      [](const httplib::Request&, httplib::Response& response, std::exception_ptr) {
-        SendError(response, 500, "internal error");
-      });
+  ListenerOptions listen;
+  listen.host = options_.host;
+  listen.port = options_.port;
+  listen.workers = options_.threads;
+  listen.headerSeconds = options_.headerSeconds;
+  listen.maxBodyBytes = kMaxBody;
+  listen.maxPerAddress = options_.maxPerAddress;
   FILE* log = options_.log;
-  server_.set_logger([log](const httplib::Request& request, const httplib::Response& response) {
-    if (log == nullptr) return;
-    double ms = 0;
-    if (tRequestStart.time_since_epoch().count() != 0)
-      ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() -
-                                                     tRequestStart)
-               .count();
-    WriteLogLine(log, AccessLogLine(request, response, tRequestUser, ms));
-    tRequestStart = {};
-  });
-
-  server_.Get("/", [this](const httplib::Request& request, httplib::Response& response) {
-    if (!HostAllowed(request)) return SendError(response, 400, "unknown host name");
-    response.set_header("Content-Security-Policy",
-                        "default-src 'self'; img-src 'self' blob: data:; "
-                        "style-src 'unsafe-inline'; script-src 'unsafe-inline'");
-    response.set_header("X-Content-Type-Options", "nosniff");
-    response.set_header("Referrer-Policy", "no-referrer");
-    response.set_content(kWebPage, "text/html; charset=utf-8");
-  });
+  listener_ = std::make_unique<HttpListener>(
+      listen, [this](HttpRequest& request, HttpResponse& response) { Handle(request, response); },
+      [log](const HttpRequest& request, const HttpResponse& response, double ms) {
+        if (log != nullptr) WriteLogLine(log, AccessLogLine(request, response, request.user, ms));
+      });
   // Collections first: their paths would otherwise read as a kind named
   // "collections".
   AddCollectionRoutes(*this);
@@ -120,9 +78,35 @@ WebServer::~WebServer() {
   Stop();
 }
 
-bool WebServer::HostAllowed(const httplib::Request& request) const {
+void WebServer::Handle(HttpRequest& request, HttpResponse& response) const {
+  if (request.path.size() > kMaxPath) return SendError(response, 414, "request address too long");
+  if (request.path == "/") {
+    if (request.method != "GET") return SendError(response, 405, "method not allowed");
+    return Page(request, response);
+  }
+  bool otherMethod = false;
+  for (const Route& route : routes_) {
+    if (!std::regex_match(request.path, request.matches, route.pattern)) continue;
+    if (route.method == request.method) return Api(route, request, response);
+    otherMethod = true;
+  }
+  if (otherMethod) return SendError(response, 405, "method not allowed");
+  SendError(response, 404, "no such page");
+}
+
+void WebServer::Page(const HttpRequest& request, HttpResponse& response) const {
+  if (!HostAllowed(request)) return SendError(response, 400, "unknown host name");
+  response.SetHeader("Content-Security-Policy",
+                     "default-src 'self'; img-src 'self' blob: data:; "
+                     "style-src 'unsafe-inline'; script-src 'unsafe-inline'");
+  response.SetHeader("X-Content-Type-Options", "nosniff");
+  response.SetHeader("Referrer-Policy", "no-referrer");
+  response.SetContent(kWebPage, "text/html; charset=utf-8");
+}
+
+bool WebServer::HostAllowed(const HttpRequest& request) const {
   if (!options_.tokens.empty()) return true;
-  std::string host = request.get_header_value("Host");
+  std::string host = request.Header("Host");
   if (!host.empty() && host.front() == '[') {
     size_t close = host.find(']');
     host = close == std::string::npos ? "" : host.substr(1, close - 1);
@@ -132,64 +116,56 @@ bool WebServer::HostAllowed(const httplib::Request& request) const {
   return IsLoopbackHost(host);
 }
 
-httplib::Server::Handler WebServer::Wrap(ApiHandler handler) {
-  return [this, handler](const httplib::Request& http, httplib::Response& response) {
-    try {
-      std::string user = options_.user;
-      if (!options_.tokens.empty()) {
-        if (!options_.tokens.Authenticate(http.get_header_value("Authorization"), user)) {
-          response.set_header("WWW-Authenticate", "Bearer");
-          throw ApiError(401, "a valid token is required (Authorization: Bearer TOKEN)");
-        }
-      } else if (!HostAllowed(http)) {
-        throw ApiError(400, "unknown host name");
+void WebServer::Api(const Route& route, HttpRequest& http, HttpResponse& response) const {
+  // The library's read calls leave out what a failed statement should have
+  // read; only this count tells such an answer from a true one.
+  const unsigned long failures = LibKinolot::VEXODBFailuresGet();
+  try {
+    std::string user = options_.user;
+    if (!options_.tokens.empty()) {
+      if (!options_.tokens.Authenticate(http.Header("Authorization"), user)) {
+        response.SetHeader("WWW-Authenticate", "Bearer");
+        throw ApiError(401, "a valid token is required (Authorization: Bearer TOKEN)");
       }
-      tRequestUser = user;
-      response.set_header("Cache-Control", "no-store");
-      handler(ApiRequest(http, user), response);
-    } catch (const ApiError& error) {
-      SendError(response, error.status(), error.what());
-    } catch (const std::exception&) {
-      SendError(response, 500, "internal error");
+    } else if (!HostAllowed(http)) {
+      throw ApiError(400, "unknown host name");
     }
-  };
+    http.user = user;
+    response.SetHeader("Cache-Control", "no-store");
+    route.handler(ApiRequest(http, user), response);
+  } catch (const ApiError& error) {
+    SendError(response, error.status(), error.what());
+  } catch (const std::exception&) {
+    SendError(response, 500, "internal error");
+  }
+  if (LibKinolot::VEXODBFailuresGet() != failures) {
+    response = HttpResponse();
+    response.SetHeader("Cache-Control", "no-store");
+    SendError(response, 503, "the database did not answer");
+  }
+  if (response.status == 503) response.SetHeader("Retry-After", kRetryAfter);
 }
 
 void WebServer::Get(const std::string& pattern, ApiHandler handler) {
-  server_.Get(pattern, Wrap(std::move(handler)));
+  routes_.push_back({"GET", std::regex(pattern), std::move(handler)});
 }
 void WebServer::Post(const std::string& pattern, ApiHandler handler) {
-  server_.Post(pattern, Wrap(std::move(handler)));
+  routes_.push_back({"POST", std::regex(pattern), std::move(handler)});
 }
 void WebServer::Delete(const std::string& pattern, ApiHandler handler) {
-  server_.Delete(pattern, Wrap(std::move(handler)));
+  routes_.push_back({"DELETE", std::regex(pattern), std::move(handler)});
 }
 
 int WebServer::Bind() {
-  int port = -1;
-  if (options_.port == 0) {
-    port = server_.bind_to_any_port(options_.host);
-  } else if (server_.bind_to_port(options_.host, options_.port)) {
-    port = options_.port;
-  }
-  bound_ = port > 0;
-  return bound_ ? port : -1;
+  return listener_->Bind();
 }
 
 bool WebServer::Run() {
-  if (!bound_) return false;
-  running_ = true;
-  bool served = stopping_ || server_.listen_after_bind();
-  running_ = false;
-  return served;
+  return listener_->Run();
 }
 
 void WebServer::Stop() {
-  stopping_ = true;
-  // stop() only ends a loop that has started, so wait for Run() to get there.
-  while (running_ && !server_.is_running())
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  server_.stop();
+  listener_->Stop();
 }
 
 }  // namespace kinolot_serve

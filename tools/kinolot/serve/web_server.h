@@ -2,8 +2,11 @@
 // under "/api/", and what every request goes through on its way: the access
 // check, size bounds, JSON errors instead of crashes, and the access log.
 //
-// Requests run on a pool of worker threads, each on VideoMetadataAPI objects
-// of its own. Without tokens the server answers every request for the
+// Connections are read and written by the listener (http_listener.h); each
+// complete request runs on a pool of worker threads, on VideoMetadataAPI
+// objects of its own. A request during which any database statement failed
+// is answered 503 with Retry-After, never with what the library could still
+// read. Without tokens the server answers every request for the
 // default user, which is safe only on loopback: the command refuses other
 // addresses without a token file, and the server then also refuses requests
 // whose Host header names something other than this machine, so that a web
@@ -11,14 +14,15 @@
 #ifndef KINOLOT_TOOLS_SERVE_WEB_SERVER_H_
 #define KINOLOT_TOOLS_SERVE_WEB_SERVER_H_
 
-#include <httplib.h>
-
-#include <atomic>
 #include <cstdio>
+#include <memory>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "access_tokens.h"
 #include "api_request.h"
+#include "http_listener.h"
 
 namespace kinolot_serve {
 
@@ -29,10 +33,22 @@ struct ServeOptions {
   AccessTokens tokens;
   // The user requests act for when there are no tokens.
   std::string user = "1024";
+  // Requests worked on at once; connections are not bounded by it.
   int threads = 16;
   // The access log, null for none.
   FILE* log = stderr;
+  // Seconds a client has from the moment its next request is awaited to
+  // the end of its headers.
+  int headerSeconds = 10;
+  // Connections one client address may hold open at once.
+  int maxPerAddress = 512;
 };
+
+// Makes every database connection the process opens from now on give up a
+// statement after `seconds` and a connect after a few seconds, through
+// libpq's environment (PGOPTIONS, PGCONNECT_TIMEOUT), unless the environment
+// already sets them. A request whose statement gave up is answered 503.
+void LimitDatabaseWaits(int seconds);
 
 // Splits "HOST:PORT" or "[IPV6]:PORT". Returns false for anything else.
 bool ParseListenAddress(const std::string& text, std::string& host, int& port);
@@ -49,10 +65,10 @@ class WebServer : public ApiRoutes {
   // Opens the listening socket. Returns the port, or -1 when the address
   // cannot be bound.
   int Bind();
-  // Serves requests until Stop(); requests under way are finished first.
-  // Returns false when nothing was bound.
+  // Serves requests until Stop(). Returns false when nothing was bound.
   bool Run();
-  // Ends Run() from any thread; also before Run() has started.
+  // Ends Run() from any thread, also before Run() has started, within a few
+  // seconds whatever clients do: requests under way are answered first.
   void Stop();
 
   void Get(const std::string& pattern, ApiHandler handler) override;
@@ -60,14 +76,20 @@ class WebServer : public ApiRoutes {
   void Delete(const std::string& pattern, ApiHandler handler) override;
 
  private:
-  httplib::Server::Handler Wrap(ApiHandler handler);
-  bool HostAllowed(const httplib::Request& request) const;
+  struct Route {
+    std::string method;
+    std::regex pattern;
+    ApiHandler handler;
+  };
+  // Runs on a worker thread for each request.
+  void Handle(HttpRequest& request, HttpResponse& response) const;
+  void Page(const HttpRequest& request, HttpResponse& response) const;
+  void Api(const Route& route, HttpRequest& request, HttpResponse& response) const;
+  bool HostAllowed(const HttpRequest& request) const;
 
   ServeOptions options_;
-  httplib::Server server_;
-  bool bound_ = false;
-  std::atomic<bool> stopping_{false};
-  std::atomic<bool> running_{false};
+  std::vector<Route> routes_;
+  std::unique_ptr<HttpListener> listener_;
 };
 
 }  // namespace kinolot_serve
