@@ -145,6 +145,8 @@ TEST_F(KinolotCommandTest, EditKeepsWhatItIsNotToldAndShowsTheItemAMergeLeads) {
        std::vector<std::vector<std::string>>{{"edit", "movie", night, "--channel", "Arte"},
                                              {"edit", "movie", night, "--title", ""},
                                              {"edit", "movie", night, "--extra", "[1]"},
+                                             {"edit", "movie", night, "--date", "not a date"},
+                                             {"edit", "movie", night, "--date", "99999-01-01"},
                                              {"edit", "movie", night, "--lock", "--unlock"}}) {
     EXPECT_EQ(Kinolot(bad).status, 2) << testing::PrintToString(bad);
   }

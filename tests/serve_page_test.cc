@@ -176,6 +176,22 @@ TEST_F(ServePageTest, ShowsTheLibraryItsItemsAndTheEditForm) {
   const std::string edit =
       capture("movie/1/edit", "!!document.getElementById('edit-form')", "edit");
   EXPECT_NE(edit.find("value=\"Ann Lee|Bob Roe\""), std::string::npos);
+
+  // An edit of one field keeps every other.
+  browser.Run(
+      "const form = document.getElementById('edit-form');"
+      "form.elements.tagline.value = 'A new line';"
+      "form.querySelector('button.primary').click(); return true;");
+  EXPECT_TRUE(browser.WaitFor("return !!document.querySelector('.banner.ok');"));
+  Json::Value movie =
+      Get("/api/movie/1?additional=summary,actor,director,genre").json()["movies"][0];
+  EXPECT_EQ(movie["tagline"], "A new line");
+  EXPECT_EQ(movie["title"], "Alpha");
+  EXPECT_EQ(movie["original_available"], "2001-05-04");
+  EXPECT_EQ(movie["metadata_locked"], true);
+  EXPECT_EQ(movie["additional"]["summary"], "Sum A");
+  EXPECT_EQ(movie["additional"]["actor"].size(), 2u);
+  EXPECT_EQ(movie["additional"]["director"][0], "Zed");
 }
 
 }  // namespace

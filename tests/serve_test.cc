@@ -56,12 +56,12 @@ TEST_F(ServeTest, RoutesAnswerWithTheLibraryJsonOrAJsonError) {
       {"GET", "/elsewhere", "", 404, R"("error")"},
       {"POST", "/api/movie/2", "{\"title\":", 400, "must be a JSON object"},
       {"POST", "/api/movie/2", "[]", 400, "must be a JSON object"},
-      {"POST", "/api/movie/2", R"({"metadata_locked":false})", 400, "title is required"},
+      {"POST", "/api/movie/2", R"({"title":""})", 400, "title is required"},
       {"POST", "/api/movie/2", R"({"title":"beta","metadata_locked":"maybe"})", 400,
        "metadata_locked must be"},
       {"POST", "/api/movie/2", R"({"title":"beta","metadata_locked":false,"actor":["a|b"]})", 400,
        "without \\\"|\\\""},
-      {"POST", "/api/home_video/1", R"({"title":"Birthday"})", 400, "record_time is required"},
+      {"POST", "/api/home_video/1", R"({"record_time":null})", 400, "record_time is required"},
       {"POST", "/api/movie/77", R"({"title":"x","metadata_locked":false})", 404, "no movie"},
       {"POST", "/api/movie/2", std::string(70000, ' '), 413, R"("error")"},
   };
@@ -109,6 +109,62 @@ TEST_F(ServeTest, EditSavesInPlaceOrReportsTheItemItWasMergedInto) {
   EXPECT_EQ(merged.body, R"({"id":"2","merged":true})");
   EXPECT_EQ(Get("/api/movie/1").status, 404);
   EXPECT_NE(Get("/api/movie/2?additional=files").body.find("/v/alpha.mkv"), std::string::npos);
+}
+
+TEST_F(ServeTest, EditKeepsWhatItDoesNotNameAndClearsWhatIsNullOrEmpty) {
+  StartServer();
+  const std::string pieces = "/api/movie/1?additional=summary,actor,director,genre";
+  ASSERT_EQ(Send("POST", "/api/movie/1", R"({"title":"Heat","metadata_locked":false})").status,
+            200);
+  Json::Value heat = Get(pieces).json()["movies"][0];
+  EXPECT_EQ(heat["title"], "Heat");
+  EXPECT_EQ(heat["tagline"], "First");
+  EXPECT_EQ(heat["original_available"], "2001-05-04");
+  EXPECT_EQ(heat["metadata_locked"], false);
+  EXPECT_EQ(heat["additional"]["summary"], "Sum A");
+  EXPECT_EQ(heat["additional"]["actor"].size(), 2u);
+  EXPECT_EQ(heat["additional"]["director"][0], "Zed");
+  EXPECT_EQ(heat["additional"]["genre"][0], "Drama");
+
+  ASSERT_EQ(Send("POST", "/api/movie/1", R"({"summary":null,"actor":"","tagline":""})").status,
+            200);
+  heat = Get(pieces).json()["movies"][0];
+  EXPECT_EQ(heat["title"], "Heat");
+  EXPECT_EQ(heat["tagline"], "");
+  EXPECT_EQ(heat["additional"]["summary"], "");
+  EXPECT_EQ(heat["additional"]["actor"].size(), 0u);
+  EXPECT_EQ(heat["additional"]["director"][0], "Zed");
+
+  // Refused whole, before anything is written.
+  const std::string before = Get(pieces).body;
+  for (const std::string& bad :
+       {std::string(R"({"original_available":"not a date"})"),
+        std::string(R"({"original_available":"99999-01-01"})"),
+        std::string(R"({"original_available":"2009-02-30"})"),
+        std::string(R"({"original_available":"1066"})"), std::string("{\"title\":\"\xff\xfe\"}"),
+        std::string("{\"title\":\"Heat\xc0\xaf\"}")})
+    EXPECT_EQ(Send("POST", "/api/movie/1", bad).status, 400) << bad;
+  EXPECT_EQ(Get("/api/movie/search?title=%FF").status, 400);
+  EXPECT_EQ(Get(pieces).body, before);
+  EXPECT_EQ(Send("POST", "/api/movie/1", R"({"original_available":""})").status, 200);
+  EXPECT_EQ(Get("/api/movie/1").json()["movies"][0]["original_available"].asString().find("2001"),
+            std::string::npos);
+}
+
+TEST_F(ServeTest, BrowseYearsByKeywordAndEpisodesOnlyForShows) {
+  StartServer();
+  Json::Value years = Get("/api/movie/browse/year?keyword=200&order=desc").json();
+  EXPECT_EQ(years["total"], 3);
+  EXPECT_EQ(years["metadatas"][0]["name"], "2005");
+  EXPECT_EQ(Get("/api/movie/browse/year?keyword=99").json()["metadatas"][0]["name"], "1999");
+  EXPECT_EQ(Get("/api/movie/browse/year?keyword=200&offset=2&limit=5").json()["offset"], 3);
+  EXPECT_EQ(Get("/api/movie/browse/year?keyword=1").json()["total"], 2);
+
+  // Movie 1 and show 1 share their id; the show's episodes stay the show's.
+  const std::string movie = Get("/api/movie/1?additional=episodes,summary").body;
+  EXPECT_EQ(movie.find("Pilot"), std::string::npos) << movie;
+  EXPECT_NE(movie.find("Sum A"), std::string::npos);
+  EXPECT_NE(Get("/api/tvshow/1?additional=episodes").body.find("Pilot"), std::string::npos);
 }
 
 TEST_F(ServeTest, PosterComesWithItsDigestAsETag) {

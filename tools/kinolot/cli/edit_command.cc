@@ -17,6 +17,7 @@
 #include "json_output.h"
 #include "library_commands.h"
 #include "library_options.h"
+#include "serve/edit_form.h"
 
 namespace kinolot_cli {
 
@@ -171,6 +172,13 @@ void CheckOptions(const EditArgs& args, _VIDEO_TABLE_TYPE_ kind, const EditValue
   }
   if (kind == VIDEO_TABLE_TV_RECORD && v.channel.empty()) {
     Fail(2, "a recording needs a channel name (--channel)");
+  }
+  for (const char* option : {"--date", "--show-date"}) {
+    if (args.Given(option) && !kinolot_serve::IsReleaseDate(args.fields.at(option))) {
+      Fail(2, std::string(option) + " takes a date YYYY-MM-DD or a year, from " +
+                  std::to_string(kinolot_serve::kFirstYear) + " to " +
+                  std::to_string(kinolot_serve::kLastYear));
+    }
   }
   for (const char* option : {"--extra", "--show-extra"}) {
     if (!args.Given(option)) continue;

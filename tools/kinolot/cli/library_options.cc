@@ -266,27 +266,6 @@ void AddPageOptions(CLI::App* command, PageOptions* page, bool sortable, const c
   if (page->with.empty()) page->with = defaultWith;
 }
 
-_VIDEO_ADDITIONAL_ PiecesOf(_VIDEO_TABLE_TYPE_ kind) {
-  // Every piece but the episodes of a show and the show's own summary and
-  // extra information of an episode.
-  const unsigned own = 0x1fb;
-  switch (kind) {
-    case VIDEO_TABLE_MOVIE:
-      return static_cast<_VIDEO_ADDITIONAL_>(own);
-    case VIDEO_TABLE_TVSHOW:
-      return static_cast<_VIDEO_ADDITIONAL_>(VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
-                                             VIDEO_ADDITIONAL_TVSHOW_EPISODE);
-    case VIDEO_TABLE_TVSHOW_EPISODE:
-      return static_cast<_VIDEO_ADDITIONAL_>(own | VIDEO_ADDITIONAL_TVSHOW_SUMMARY |
-                                             VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO);
-    case VIDEO_TABLE_HOME_VIDEO:
-    case VIDEO_TABLE_TV_RECORD:  // no extra information is stored for these
-      return static_cast<_VIDEO_ADDITIONAL_>(own & ~VIDEO_ADDITIONAL_PLUS_INFO);
-    default:
-      return static_cast<_VIDEO_ADDITIONAL_>(own);  // collection members of every kind
-  }
-}
-
 _VIDEO_ADDITIONAL_ AdditionalOf(const PageOptions& page, _VIDEO_TABLE_TYPE_ kind) {
   _VIDEO_ADDITIONAL_ mask = VIDEO_ADDITIONAL_NONE;
   ParseAdditional(page.with, mask);

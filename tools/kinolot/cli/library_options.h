@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "serve/api_request.h"
+
 namespace kinolot_cli {
 
 using LibKinolot::_VIDEO_ADDITIONAL_;
@@ -71,8 +73,9 @@ struct PageOptions {
 // Adds --offset, --limit, --sort (unless `sortable` is false), --desc and
 // --with (whose help names `defaultWith`) to `command`.
 void AddPageOptions(CLI::App* command, PageOptions* page, bool sortable, const char* defaultWith);
-// The pieces of additional information that videos of `kind` can have.
-_VIDEO_ADDITIONAL_ PiecesOf(_VIDEO_TABLE_TYPE_ kind);
+// The pieces of additional information that videos of `kind` can have, the
+// same for the command line as for the HTTP service.
+using kinolot_serve::PiecesOf;
 // The mask of `page.with` (validated when parsed), kept to the pieces that
 // videos of `kind` have: the library would otherwise match the ids of one
 // kind against another's, and attach a show's episodes to the movie of the

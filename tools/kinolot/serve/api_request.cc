@@ -70,6 +70,7 @@ std::string ApiRequest::Segment(size_t index) const {
   if (index >= request_.matches.size()) return "";
   std::string segment = request_.matches[index].str();
   if (segment.size() > kMaxParameterLength) throw ApiError(400, "path segment too long");
+  if (!IsUtf8(segment)) throw ApiError(400, "path segment is not UTF-8");
   return segment;
 }
 
@@ -88,6 +89,7 @@ std::string ApiRequest::Text(const char* name, const std::string& fallback) cons
     throw ApiError(400, std::string(name) + " is longer than 512 bytes");
   if (value.find('\0') != std::string::npos)
     throw ApiError(400, std::string(name) + " holds a NUL byte");
+  if (!IsUtf8(value)) throw ApiError(400, std::string(name) + " is not UTF-8");
   return value;
 }
 
@@ -123,7 +125,27 @@ std::string ApiRequest::Sort(_VIDEO_TABLE_TYPE_ kind) const {
   return sort;
 }
 
-_VIDEO_ADDITIONAL_ ApiRequest::Additional(uint32_t fallback) const {
+_VIDEO_ADDITIONAL_ PiecesOf(_VIDEO_TABLE_TYPE_ kind) {
+  const uint32_t shared = VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
+                          VIDEO_ADDITIONAL_ACTOR | VIDEO_ADDITIONAL_DIRECTOR |
+                          VIDEO_ADDITIONAL_WRITER | VIDEO_ADDITIONAL_GNERE |
+                          VIDEO_ADDITIONAL_VIDEO_FILE | VIDEO_ADDITIONAL_COLLECTION;
+  switch (kind) {
+    case VIDEO_TABLE_TVSHOW:
+      return static_cast<_VIDEO_ADDITIONAL_>(VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
+                                             VIDEO_ADDITIONAL_TVSHOW_EPISODE);
+    case VIDEO_TABLE_TVSHOW_EPISODE:
+      return static_cast<_VIDEO_ADDITIONAL_>(shared | VIDEO_ADDITIONAL_TVSHOW_SUMMARY |
+                                             VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO);
+    case VIDEO_TABLE_HOME_VIDEO:
+    case VIDEO_TABLE_TV_RECORD:
+      return static_cast<_VIDEO_ADDITIONAL_>(shared & ~VIDEO_ADDITIONAL_PLUS_INFO);
+    default:
+      return static_cast<_VIDEO_ADDITIONAL_>(shared);
+  }
+}
+
+_VIDEO_ADDITIONAL_ ApiRequest::Additional(_VIDEO_TABLE_TYPE_ kind) const {
   static const std::map<std::string, uint32_t> pieces = {
       {"summary", VIDEO_ADDITIONAL_SUMMARY},
       {"extra", VIDEO_ADDITIONAL_PLUS_INFO},
@@ -137,7 +159,7 @@ _VIDEO_ADDITIONAL_ ApiRequest::Additional(uint32_t fallback) const {
       {"tvshow_summary", VIDEO_ADDITIONAL_TVSHOW_SUMMARY},
       {"tvshow_extra", VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO},
   };
-  if (!Has("additional")) return static_cast<_VIDEO_ADDITIONAL_>(fallback);
+  if (!Has("additional")) return VIDEO_ADDITIONAL_NONE;
   const std::string list = Text("additional");
   uint32_t mask = 0;
   size_t start = 0;
@@ -151,7 +173,7 @@ _VIDEO_ADDITIONAL_ ApiRequest::Additional(uint32_t fallback) const {
     }
     start = end + 1;
   }
-  return static_cast<_VIDEO_ADDITIONAL_>(mask);
+  return static_cast<_VIDEO_ADDITIONAL_>(mask & PiecesOf(kind));
 }
 
 Json::Value ApiRequest::Body() const {
@@ -160,6 +182,8 @@ Json::Value ApiRequest::Body() const {
   // it across origins only after asking, and this server never says yes.
   if (type.compare(0, 16, "application/json") != 0)
     throw ApiError(400, "the body must be JSON (Content-Type: application/json)");
+  // The database refuses what is not UTF-8, and so does the request.
+  if (!IsUtf8(request_.body)) throw ApiError(400, "the body is not UTF-8");
   Json::CharReaderBuilder builder;
   builder["stackLimit"] = 32;
   builder["rejectDupKeys"] = true;

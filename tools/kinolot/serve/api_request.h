@@ -39,6 +39,14 @@ class ApiError : public std::runtime_error {
 // other text.
 LibKinolot::_VIDEO_TABLE_TYPE_ KindFromName(const std::string& name);
 
+// The additional pieces items of `kind` have: every piece but a show's
+// episodes and an episode's show summary and extra, which only shows and
+// episodes have; no people or files for shows, no extra for home videos and
+// recordings. Other kinds (collection members) get the pieces every kind
+// shares. The library would otherwise attach to an item the pieces of
+// another kind's item with the same id.
+LibKinolot::_VIDEO_ADDITIONAL_ PiecesOf(LibKinolot::_VIDEO_TABLE_TYPE_ kind);
+
 // Throws 400 unless `text` is a decimal id within 32 bits (what the library's
 // tables hold); returns it unchanged.
 std::string RequireId(const std::string& text, const char* what);
@@ -74,8 +82,9 @@ class ApiRequest {
   // when absent.
   std::string Sort(LibKinolot::_VIDEO_TABLE_TYPE_ kind) const;
   // The `additional` list (summary, extra, episodes, actor, director, writer,
-  // genre, files, collection, tvshow_summary, tvshow_extra) as a bit set.
-  LibKinolot::_VIDEO_ADDITIONAL_ Additional(uint32_t fallback = 0) const;
+  // genre, files, collection, tvshow_summary, tvshow_extra) as a bit set,
+  // kept to the pieces of `kind` (PiecesOf).
+  LibKinolot::_VIDEO_ADDITIONAL_ Additional(LibKinolot::_VIDEO_TABLE_TYPE_ kind) const;
   // The body as a JSON object; throws 400 unless the request says it sends
   // JSON and the body is an object.
   Json::Value Body() const;

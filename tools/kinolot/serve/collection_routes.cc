@@ -60,9 +60,9 @@ void Videos(const ApiRequest& request, HttpResponse& response) {
   unsigned long total = 0, count = 0;
   // Limit() is never 0: the library's unlimited listing is not confined to
   // the collection asked for.
-  if (!api.Collection_VideoList(id, request.Offset(), request.Limit(), request.Additional(),
-                                sort.empty() ? "sort_title" : sort, request.Order(), answer, total,
-                                count))
+  if (!api.Collection_VideoList(
+          id, request.Offset(), request.Limit(), request.Additional(VIDEO_TABLE_COLLECTION),
+          sort.empty() ? "sort_title" : sort, request.Order(), answer, total, count))
     DatabaseFailed();
   SendJson(response, answer);
 }
@@ -79,9 +79,9 @@ void Search(const ApiRequest& request, HttpResponse& response) {
   std::string sort = request.Sort(VIDEO_TABLE_COLLECTION);
   Json::Value answer;
   unsigned long total = 0, count = 0;
-  if (!api.Collection_Search(id, request.Offset(), request.Limit(), request.Additional(),
-                             sort.empty() ? "sort_title" : sort, request.Order(), keywords, answer,
-                             total, count))
+  if (!api.Collection_Search(
+          id, request.Offset(), request.Limit(), request.Additional(VIDEO_TABLE_COLLECTION),
+          sort.empty() ? "sort_title" : sort, request.Order(), keywords, answer, total, count))
     DatabaseFailed();
   SendJson(response, answer);
 }

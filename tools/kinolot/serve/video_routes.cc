@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "edit_form.h"
 #include "kinolot/mapping_tables.h"
 #include "kinolot/video_db.h"
 #include "kinolot/video_metadata_api.h"
@@ -61,8 +62,8 @@ void List(const ApiRequest& request, HttpResponse& response) {
   VideoMetadataAPI api;
   Json::Value answer;
   unsigned long total = 0, count = 0;
-  if (!api.List(kind, request.Offset(), request.Limit(), request.Additional(), request.Sort(kind),
-                request.Order(), show, a, d, w, g, year, answer, total, count))
+  if (!api.List(kind, request.Offset(), request.Limit(), request.Additional(kind),
+                request.Sort(kind), request.Order(), show, a, d, w, g, year, answer, total, count))
     DatabaseFailed();
   SendJson(response, answer);
 }
@@ -87,11 +88,31 @@ void Search(const ApiRequest& request, HttpResponse& response) {
   VideoMetadataAPI api;
   Json::Value answer;
   unsigned long total = 0, count = 0;
-  if (!api.Search(kind, request.Offset(), request.Limit(), request.Additional(), request.Sort(kind),
-                  request.Order(), Json::Value(), request.Text("title"), request.Text("channel"),
-                  values[0], values[1], values[2], values[3], year, answer, total, count))
+  if (!api.Search(kind, request.Offset(), request.Limit(), request.Additional(kind),
+                  request.Sort(kind), request.Order(), Json::Value(), request.Text("title"),
+                  request.Text("channel"), values[0], values[1], values[2], values[3], year, answer,
+                  total, count))
     DatabaseFailed();
   SendJson(response, answer);
+}
+
+// The page from `offset` of the years among `years` (all of a browse, in
+// order) whose digits hold `keyword`. The library narrows a year browse by
+// comparing the number as a text, which the database refuses; the years of
+// a library are few, so they are narrowed here.
+Json::Value YearsMatching(const Json::Value& years, const std::string& keyword,
+                          unsigned long offset, unsigned long limit) {
+  Json::Value page(Json::arrayValue);
+  unsigned long matched = 0;
+  for (const Json::Value& year : years) {
+    if (year.empty() || year["name"].asString().find(keyword) == std::string::npos) continue;
+    if (matched++ >= offset && page.size() < limit) page.append(year);
+  }
+  Json::Value answer(Json::objectValue);
+  answer["total"] = static_cast<Json::UInt64>(matched);
+  answer["offset"] = static_cast<Json::UInt64>(offset + page.size());
+  answer["metadatas"] = page;
+  return answer;
 }
 
 void Browse(const ApiRequest& request, HttpResponse& response) {
@@ -111,6 +132,13 @@ void Browse(const ApiRequest& request, HttpResponse& response) {
   VideoMetadataAPI api;
   Json::Value answer;
   unsigned long total = 0, count = 0;
+  if (category->second == VIDEO_CATEGORY_YEAR && request.Has("keyword")) {
+    if (!api.CategoryBrowse(kind, category->second, 0, 0, request.Order(), nullptr, answer, total,
+                            count))
+      DatabaseFailed();
+    return SendJson(response,
+                    YearsMatching(answer["metadatas"], keyword, request.Offset(), request.Limit()));
+  }
   if (!api.CategoryBrowse(kind, category->second, request.Offset(), request.Limit(),
                           request.Order(), request.Has("keyword") ? keyword.c_str() : nullptr,
                           answer, total, count))
@@ -123,7 +151,7 @@ void Info(const ApiRequest& request, HttpResponse& response) {
   const std::string id = RequireId(request.Segment(2), "id");
   VideoMetadataAPI api;
   Json::Value answer;
-  api.GetInfo(kind, request.Additional(), id, answer);
+  api.GetInfo(kind, request.Additional(kind), id, answer);
   const Json::Value& items = answer[gMappingKeyName[kind]];
   if (!items.isArray() || items.empty()) {
     if (!api.DatabaseAnswers()) DatabaseFailed();
@@ -131,72 +159,6 @@ void Info(const ApiRequest& request, HttpResponse& response) {
   }
   SendJson(response, answer);
 }
-
-// The edit form: a JSON object whose members are the values Edit takes.
-// Texts: title (an episode's is its show's), tagline, original_available
-// (a date; absent keeps the stored one), record_time, channel_name, summary,
-// tvshow_summary, tvshow_original_available. season, episode: numbers or
-// decimal texts. metadata_locked: true or false. actor, director, writer,
-// genre: arrays of names or "|"-separated texts. extra, tvshow_extra: JSON
-// objects or their text. Absent texts and lists are empty: the form is the
-// whole item, as the library replaces each field.
-class EditForm {
- public:
-  explicit EditForm(Json::Value body) : body_(std::move(body)) {}
-
-  std::string Text(const char* key) const {
-    const Json::Value& value = body_[key];
-    if (value.isNull()) return "";
-    if (value.isString()) return Checked(key, value.asString());
-    if (value.isIntegral() && !value.isBool()) return std::to_string(value.asLargestInt());
-    throw ApiError(400, std::string(key) + " must be a text");
-  }
-  // Null when absent, so that the library keeps what it has.
-  const char* Optional(const char* key, std::string& storage) const {
-    if (!body_.isMember(key) || body_[key].isNull()) return nullptr;
-    storage = Text(key);
-    return storage.c_str();
-  }
-  std::string Lock() const {
-    const Json::Value& value = body_["metadata_locked"];
-    if (value.isBool()) return value.asBool() ? "true" : "false";
-    std::string text = value.isString() ? value.asString() : "";
-    if (text != "true" && text != "false")
-      throw ApiError(400, "metadata_locked must be true or false");
-    return text;
-  }
-  std::string List(const char* key) const {
-    const Json::Value& value = body_[key];
-    if (!value.isArray()) return Text(key);
-    std::string joined;
-    for (const Json::Value& name : value) {
-      if (!name.isString() || name.asString().find('|') != std::string::npos)
-        throw ApiError(400, std::string(key) + " must hold names without \"|\"");
-      joined += (joined.empty() ? "" : "|") + Checked(key, name.asString());
-    }
-    return joined;
-  }
-  const char* JsonText(const char* key, std::string& storage) const {
-    const Json::Value& value = body_[key];
-    if (value.isNull()) return nullptr;
-    if (value.isObject()) {
-      Json::StreamWriterBuilder builder;
-      builder["indentation"] = "";
-      storage = Json::writeString(builder, value);
-    } else {
-      storage = Text(key);
-    }
-    return storage.c_str();
-  }
-
- private:
-  static std::string Checked(const char* key, const std::string& text) {
-    if (text.find('\0') != std::string::npos)
-      throw ApiError(400, std::string(key) + " holds a NUL byte");
-    return text;
-  }
-  Json::Value body_;
-};
 
 // The id of one video file of item `id`, "" when it has none: what finds the
 // item afterwards should an edit merge it into another.
@@ -220,32 +182,40 @@ std::string AnyFileOf(VideoMetadataAPI& api, _VIDEO_TABLE_TYPE_ kind, const std:
 void Edit(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   const std::string id = RequireId(request.Segment(2), "id");
-  const EditForm form(request.Body());
+  Json::Value body = request.Body();
+
+  VideoMetadataAPI api;
+  std::lock_guard<std::mutex> lock_edits(gEditMutex);
+  // The library's edit replaces every field, so the form is laid over what
+  // is stored.
+  Json::Value stored;
+  api.GetInfo(kind, PiecesOf(kind), id, stored);
+  const Json::Value& items = stored[gMappingKeyName[kind]];
+  if (!items.isArray() || items.empty())
+    throw ApiError(404, "no " + TableOf(kind) + " with id " + id);
+  const EditForm form(std::move(body), items[0]);
   const std::string title = form.Text("title");
   if (title.empty()) throw ApiError(400, "title is required");
   std::string lock = "false";
   if (kind != VIDEO_TABLE_HOME_VIDEO && kind != VIDEO_TABLE_TV_RECORD) lock = form.Lock();
-  const std::string recordTime = form.Text("record_time");
+  const std::string recordTime = form.Text("record_time", "record_date");
   if (kind == VIDEO_TABLE_HOME_VIDEO && recordTime.empty())
     throw ApiError(400, "record_time is required");
   const std::string channel = form.Text("channel_name");
   if (kind == VIDEO_TABLE_TV_RECORD && channel.empty())
     throw ApiError(400, "channel_name is required");
   std::string date, extra, showExtra, showSummary, showDate;
-  const char* dateArg = form.Optional("original_available", date);
-  const char* extraArg = form.JsonText("extra", extra);
-  const char* showExtraArg = form.JsonText("tvshow_extra", showExtra);
+  const char* dateArg = form.Date("original_available", date);
+  const char* extraArg = form.Extra("extra", extra);
+  const char* showExtraArg = form.Extra("tvshow_extra", showExtra);
   const char* showSummaryArg = form.Optional("tvshow_summary", showSummary);
-  const char* showDateArg = form.Optional("tvshow_original_available", showDate);
+  const char* showDateArg = form.Date("tvshow_original_available", showDate);
   const std::string season = form.Text("season"), episode = form.Text("episode");
   if (kind == VIDEO_TABLE_TVSHOW_EPISODE) {
     RequireId(season, "season");
     RequireId(episode, "episode");
   }
 
-  VideoMetadataAPI api;
-  std::lock_guard<std::mutex> lock_edits(gEditMutex);
-  RequireItem(api, kind, id);
   const std::string file = AnyFileOf(api, kind, id);
   bool saved = api.Edit(kind, id, "", title, form.Text("tagline"), dateArg, recordTime, season,
                         episode, lock, channel, form.Text("summary"), form.List("actor"),
