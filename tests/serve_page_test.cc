@@ -161,7 +161,7 @@ TEST_F(ServePageTest, ShowsTheLibraryItsItemsAndTheEditForm) {
 
   // The grid is ready when every poster has arrived.
   const std::string grid =
-      capture("movie", "document.querySelectorAll('.grid img.loaded').length === 5", "grid");
+      capture("movies", "document.querySelectorAll('.grid img.loaded').length === 5", "grid");
   for (const char* title : {"Alpha", "beta", "Sale 50% Off", "Sale 500 Off", "O'Brien Story"})
     EXPECT_NE(grid.find(std::string("data-title=\"") + title + "\""), std::string::npos) << title;
   EXPECT_NE(grid.find("5 titles"), std::string::npos);
@@ -169,12 +169,12 @@ TEST_F(ServePageTest, ShowsTheLibraryItsItemsAndTheEditForm) {
   EXPECT_NE(grid.find("src=\"blob:"), std::string::npos);
 
   const std::string item = capture(
-      "movie/1",
+      "movies/1",
       "!!document.querySelector('.item img.loaded') && !!document.querySelector('.files')", "item");
   for (const char* text : {"Sum A", "Ann Lee", "Zed", "/v/alpha.mkv", "1:02:05", "1920 × 1080"})
     EXPECT_NE(item.find(text), std::string::npos) << text;
   const std::string edit =
-      capture("movie/1/edit", "!!document.getElementById('edit-form')", "edit");
+      capture("movies/1/edit", "!!document.getElementById('edit-form')", "edit");
   EXPECT_NE(edit.find("value=\"Ann Lee|Bob Roe\""), std::string::npos);
 
   // An edit of one field keeps every other.

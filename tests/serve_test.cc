@@ -40,7 +40,12 @@ TEST_F(ServeTest, RoutesAnswerWithTheLibraryJsonOrAJsonError) {
        R"("tvshow_summary":"Sum Show")"},
       {"GET", "/api/movie/browse/genre", "", 200, R"({"id":"2","name":"Comedy"})"},
       {"GET", "/api/movie/99", "", 404, R"({"error":"no movie with id 99"})"},
-      {"GET", "/api/film", "", 400, "unknown kind"},
+      {"GET", "/api/film", "", 400,
+       "unknown kind (use movies, shows, episodes, home or recordings)"},
+      // One vocabulary with the command line; the table names stay accepted.
+      {"GET", "/api/shows/1?additional=episodes", "", 200, "Pilot"},
+      {"GET", "/api/episodes/1?additional=show_summary", "", 200, R"("tvshow_summary":"Sum Show")"},
+      {"GET", "/api/Movies?year=1999", "", 200, R"("O'Brien Story")"},
       {"GET", "/api/movie?limit=0", "", 400, "limit must be at least 1"},
       {"GET", "/api/movie?limit=501", "", 400, "limit is too large"},
       {"GET", "/api/movie?offset=-1", "", 400, "offset must be"},

@@ -19,49 +19,6 @@ struct Name {
   unsigned value;
 };
 
-const Name kKindNames[] = {
-    {"movie", VIDEO_TABLE_MOVIE},
-    {"movies", VIDEO_TABLE_MOVIE},
-    {"tvshow", VIDEO_TABLE_TVSHOW},
-    {"tvshows", VIDEO_TABLE_TVSHOW},
-    {"show", VIDEO_TABLE_TVSHOW},
-    {"shows", VIDEO_TABLE_TVSHOW},
-    {"episode", VIDEO_TABLE_TVSHOW_EPISODE},
-    {"episodes", VIDEO_TABLE_TVSHOW_EPISODE},
-    {"home", VIDEO_TABLE_HOME_VIDEO},
-    {"homevideo", VIDEO_TABLE_HOME_VIDEO},
-    {"homevideos", VIDEO_TABLE_HOME_VIDEO},
-    {"home_video", VIDEO_TABLE_HOME_VIDEO},
-    {"recording", VIDEO_TABLE_TV_RECORD},
-    {"recordings", VIDEO_TABLE_TV_RECORD},
-    {"tv_record", VIDEO_TABLE_TV_RECORD},
-};
-
-// The pieces of additional information, by the key under which an answer
-// carries them, with their plural or longer spellings.
-const Name kPieceNames[] = {
-    {"summary", VIDEO_ADDITIONAL_SUMMARY},
-    {"extra", VIDEO_ADDITIONAL_PLUS_INFO},
-    {"episode", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
-    {"episodes", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
-    {"actor", VIDEO_ADDITIONAL_ACTOR},
-    {"actors", VIDEO_ADDITIONAL_ACTOR},
-    {"director", VIDEO_ADDITIONAL_DIRECTOR},
-    {"directors", VIDEO_ADDITIONAL_DIRECTOR},
-    {"writer", VIDEO_ADDITIONAL_WRITER},
-    {"writers", VIDEO_ADDITIONAL_WRITER},
-    {"genre", VIDEO_ADDITIONAL_GNERE},
-    {"genres", VIDEO_ADDITIONAL_GNERE},
-    {"file", VIDEO_ADDITIONAL_VIDEO_FILE},
-    {"files", VIDEO_ADDITIONAL_VIDEO_FILE},
-    {"collection", VIDEO_ADDITIONAL_COLLECTION},
-    {"collections", VIDEO_ADDITIONAL_COLLECTION},
-    {"show_summary", VIDEO_ADDITIONAL_TVSHOW_SUMMARY},
-    {"show_extra", VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO},
-    {"all", 0x7ff},
-    {"none", VIDEO_ADDITIONAL_NONE},
-};
-
 const Name kCategoryNames[] = {
     {"actor", VIDEO_CATEGORY_ACTOR},       {"actors", VIDEO_CATEGORY_ACTOR},
     {"director", VIDEO_CATEGORY_DIRECTOR}, {"directors", VIDEO_CATEGORY_DIRECTOR},
@@ -81,24 +38,6 @@ bool Find(const Name (&names)[N], const std::string& name, unsigned& value) {
   return false;
 }
 
-// The name a user would type for each kind, in messages.
-const char* KindWord(_VIDEO_TABLE_TYPE_ kind) {
-  switch (kind) {
-    case VIDEO_TABLE_MOVIE:
-      return "movies";
-    case VIDEO_TABLE_TVSHOW:
-      return "shows";
-    case VIDEO_TABLE_TVSHOW_EPISODE:
-      return "episodes";
-    case VIDEO_TABLE_HOME_VIDEO:
-      return "home";
-    case VIDEO_TABLE_TV_RECORD:
-      return "recordings";
-    default:
-      return "";
-  }
-}
-
 }  // namespace
 
 const std::vector<_VIDEO_TABLE_TYPE_> kAllKinds = {VIDEO_TABLE_MOVIE, VIDEO_TABLE_TVSHOW,
@@ -113,9 +52,7 @@ void Fail(int status, const std::string& message) {
 }
 
 _VIDEO_TABLE_TYPE_ ParseKind(const std::string& name) {
-  unsigned value = 0;
-  return Find(kKindNames, name, value) ? static_cast<_VIDEO_TABLE_TYPE_>(value)
-                                       : VIDEO_TABLE_INVALID;
+  return kinolot_serve::KindFromName(name);
 }
 
 std::string KindLabel(_VIDEO_TABLE_TYPE_ kind) {
@@ -138,7 +75,7 @@ std::string KindLabel(_VIDEO_TABLE_TYPE_ kind) {
 CLI::Validator KindValidator(const std::vector<_VIDEO_TABLE_TYPE_>& allowed) {
   std::string words;
   for (_VIDEO_TABLE_TYPE_ kind : allowed)
-    words += std::string(words.empty() ? "" : ", ") + KindWord(kind);
+    words += std::string(words.empty() ? "" : ", ") + kinolot_serve::KindName(kind);
   return CLI::Validator(
       [allowed, words](std::string& text) -> std::string {
         _VIDEO_TABLE_TYPE_ kind = ParseKind(text);
@@ -169,7 +106,7 @@ void AddVideoArguments(CLI::App* command, std::string* kind, std::string* id,
     words += std::string(i == 0                    ? ""
                          : i + 1 == allowed.size() ? " or "
                                                    : ", ") +
-             KindWord(allowed[i]);
+             kinolot_serve::KindName(allowed[i]);
   command->add_option("KIND", *kind, words)->required()->check(KindValidator(allowed));
   if (id != nullptr) {
     command->add_option("ID", *id, "The video's id (the \"id\" of list)")
@@ -193,9 +130,14 @@ bool ParseAdditional(const std::string& list, _VIDEO_ADDITIONAL_& mask) {
   std::stringstream pieces(list);
   std::string piece;
   while (std::getline(pieces, piece, ',')) {
-    unsigned value = 0;
+    uint32_t value = 0;
     if (piece.empty()) continue;
-    if (!Find(kPieceNames, piece, value)) return false;
+    if (strcasecmp(piece.c_str(), "all") == 0) {
+      value = 0x7ff;
+    } else if (strcasecmp(piece.c_str(), "none") != 0 &&
+               !kinolot_serve::PieceFromName(piece, value)) {
+      return false;
+    }
     bits |= value;
   }
   mask = static_cast<_VIDEO_ADDITIONAL_>(bits);

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "serve/api_request.h"
+#include "serve/video_vocabulary.h"
 
 namespace kinolot_cli {
 

@@ -47,18 +47,6 @@ const std::set<std::string>& SortColumns(_VIDEO_TABLE_TYPE_ kind) {
 
 }  // namespace
 
-_VIDEO_TABLE_TYPE_ KindFromName(const std::string& name) {
-  static const std::map<std::string, _VIDEO_TABLE_TYPE_> kinds = {
-      {"movie", VIDEO_TABLE_MOVIE},
-      {"tvshow", VIDEO_TABLE_TVSHOW},
-      {"tvshow_episode", VIDEO_TABLE_TVSHOW_EPISODE},
-      {"home_video", VIDEO_TABLE_HOME_VIDEO},
-      {"tv_record", VIDEO_TABLE_TV_RECORD},
-  };
-  auto found = kinds.find(name);
-  return found == kinds.end() ? VIDEO_TABLE_INVALID : found->second;
-}
-
 std::string RequireId(const std::string& text, const char* what) {
   // Ten digits may still pass 2^31 - 1; the library refuses those, and so do we.
   if (!IsDecimal(text, 10) || std::strtoull(text.c_str(), nullptr, 10) > 2147483647ULL)
@@ -77,8 +65,7 @@ std::string ApiRequest::Segment(size_t index) const {
 _VIDEO_TABLE_TYPE_ ApiRequest::Kind(size_t index) const {
   _VIDEO_TABLE_TYPE_ kind = KindFromName(Segment(index));
   if (kind == VIDEO_TABLE_INVALID)
-    throw ApiError(400,
-                   "unknown kind (use movie, tvshow, tvshow_episode, home_video or tv_record)");
+    throw ApiError(400, std::string("unknown kind (use ") + KindNames() + ")");
   return kind;
 }
 
@@ -125,40 +112,7 @@ std::string ApiRequest::Sort(_VIDEO_TABLE_TYPE_ kind) const {
   return sort;
 }
 
-_VIDEO_ADDITIONAL_ PiecesOf(_VIDEO_TABLE_TYPE_ kind) {
-  const uint32_t shared = VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
-                          VIDEO_ADDITIONAL_ACTOR | VIDEO_ADDITIONAL_DIRECTOR |
-                          VIDEO_ADDITIONAL_WRITER | VIDEO_ADDITIONAL_GNERE |
-                          VIDEO_ADDITIONAL_VIDEO_FILE | VIDEO_ADDITIONAL_COLLECTION;
-  switch (kind) {
-    case VIDEO_TABLE_TVSHOW:
-      return static_cast<_VIDEO_ADDITIONAL_>(VIDEO_ADDITIONAL_SUMMARY | VIDEO_ADDITIONAL_PLUS_INFO |
-                                             VIDEO_ADDITIONAL_TVSHOW_EPISODE);
-    case VIDEO_TABLE_TVSHOW_EPISODE:
-      return static_cast<_VIDEO_ADDITIONAL_>(shared | VIDEO_ADDITIONAL_TVSHOW_SUMMARY |
-                                             VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO);
-    case VIDEO_TABLE_HOME_VIDEO:
-    case VIDEO_TABLE_TV_RECORD:
-      return static_cast<_VIDEO_ADDITIONAL_>(shared & ~VIDEO_ADDITIONAL_PLUS_INFO);
-    default:
-      return static_cast<_VIDEO_ADDITIONAL_>(shared);
-  }
-}
-
 _VIDEO_ADDITIONAL_ ApiRequest::Additional(_VIDEO_TABLE_TYPE_ kind) const {
-  static const std::map<std::string, uint32_t> pieces = {
-      {"summary", VIDEO_ADDITIONAL_SUMMARY},
-      {"extra", VIDEO_ADDITIONAL_PLUS_INFO},
-      {"episodes", VIDEO_ADDITIONAL_TVSHOW_EPISODE},
-      {"actor", VIDEO_ADDITIONAL_ACTOR},
-      {"director", VIDEO_ADDITIONAL_DIRECTOR},
-      {"writer", VIDEO_ADDITIONAL_WRITER},
-      {"genre", VIDEO_ADDITIONAL_GNERE},
-      {"files", VIDEO_ADDITIONAL_VIDEO_FILE},
-      {"collection", VIDEO_ADDITIONAL_COLLECTION},
-      {"tvshow_summary", VIDEO_ADDITIONAL_TVSHOW_SUMMARY},
-      {"tvshow_extra", VIDEO_ADDITIONAL_TVSHOW_PLUS_INFO},
-  };
   if (!Has("additional")) return VIDEO_ADDITIONAL_NONE;
   const std::string list = Text("additional");
   uint32_t mask = 0;
@@ -166,11 +120,10 @@ _VIDEO_ADDITIONAL_ ApiRequest::Additional(_VIDEO_TABLE_TYPE_ kind) const {
   while (start <= list.size()) {
     size_t end = std::min(list.find(',', start), list.size());
     std::string name = list.substr(start, end - start);
-    if (!name.empty()) {
-      auto found = pieces.find(name);
-      if (found == pieces.end()) throw ApiError(400, "unknown additional piece \"" + name + "\"");
-      mask |= found->second;
-    }
+    uint32_t bits = 0;
+    if (!name.empty() && !PieceFromName(name, bits))
+      throw ApiError(400, "unknown additional piece \"" + name + "\" (use " + PieceNames() + ")");
+    mask |= bits;
     start = end + 1;
   }
   return static_cast<_VIDEO_ADDITIONAL_>(mask & PiecesOf(kind));

@@ -14,6 +14,7 @@
 
 #include "http_message.h"
 #include "kinolot/video_types.h"
+#include "video_vocabulary.h"
 
 namespace kinolot_serve {
 
@@ -33,19 +34,6 @@ class ApiError : public std::runtime_error {
  private:
   int status_;
 };
-
-// The kinds of video a path names, by their table names: movie, tvshow,
-// tvshow_episode, home_video, tv_record. Returns VIDEO_TABLE_INVALID for any
-// other text.
-LibKinolot::_VIDEO_TABLE_TYPE_ KindFromName(const std::string& name);
-
-// The additional pieces items of `kind` have: every piece but a show's
-// episodes and an episode's show summary and extra, which only shows and
-// episodes have; no people or files for shows, no extra for home videos and
-// recordings. Other kinds (collection members) get the pieces every kind
-// shares. The library would otherwise attach to an item the pieces of
-// another kind's item with the same id.
-LibKinolot::_VIDEO_ADDITIONAL_ PiecesOf(LibKinolot::_VIDEO_TABLE_TYPE_ kind);
 
 // Throws 400 unless `text` is a decimal id within 32 bits (what the library's
 // tables hold); returns it unchanged.
@@ -81,8 +69,7 @@ class ApiRequest {
   // The `sort` column, checked against the columns of `kind`'s table; ""
   // when absent.
   std::string Sort(LibKinolot::_VIDEO_TABLE_TYPE_ kind) const;
-  // The `additional` list (summary, extra, episodes, actor, director, writer,
-  // genre, files, collection, tvshow_summary, tvshow_extra) as a bit set,
+  // The `additional` list of piece names (video_vocabulary.h) as a bit set,
   // kept to the pieces of `kind` (PiecesOf).
   LibKinolot::_VIDEO_ADDITIONAL_ Additional(LibKinolot::_VIDEO_TABLE_TYPE_ kind) const;
   // The body as a JSON object; throws 400 unless the request says it sends

@@ -1,6 +1,7 @@
 // The routes of a user's collections; see collection_routes.h.
 #include "collection_routes.h"
 
+#include "kinolot/mapping_tables.h"
 #include "kinolot/video_metadata_api.h"
 
 namespace kinolot_serve {
@@ -25,10 +26,11 @@ std::string OwnCollection(const ApiRequest& request, VideoMetadataAPI& api) {
 
 // The table of a kind that collections hold: TV shows are not members, their
 // episodes are.
-std::string MemberTable(const std::string& kind) {
-  if (kind == "movie" || kind == "tvshow_episode" || kind == "home_video" || kind == "tv_record")
-    return kind;
-  throw ApiError(400, "collections hold movie, tvshow_episode, home_video or tv_record videos");
+std::string MemberTable(const std::string& name) {
+  const _VIDEO_TABLE_TYPE_ kind = KindFromName(name);
+  if (kind == VIDEO_TABLE_INVALID || kind == VIDEO_TABLE_TVSHOW)
+    throw ApiError(400, "collections hold movies, episodes, home or recordings");
+  return gMappingTable[kind];
 }
 
 void Collections(const ApiRequest& request, HttpResponse& response) {

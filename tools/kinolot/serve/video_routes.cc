@@ -118,7 +118,7 @@ Json::Value YearsMatching(const Json::Value& years, const std::string& keyword,
 void Browse(const ApiRequest& request, HttpResponse& response) {
   const _VIDEO_TABLE_TYPE_ kind = request.Kind(1);
   if (kind == VIDEO_TABLE_TVSHOW)
-    throw ApiError(400, "TV shows are browsed through their episodes (tvshow_episode)");
+    throw ApiError(400, "TV shows are browsed through their episodes (episodes)");
   static const std::map<std::string, _VIDEO_CATEGORY_> categories = {
       {"actor", VIDEO_CATEGORY_ACTOR},
       {"director", VIDEO_CATEGORY_DIRECTOR},
