@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "api_request.h"
+#include "worker_pool.h"
 
 namespace kinolot_serve {
 
@@ -34,6 +35,11 @@ constexpr auto kStopGrace = std::chrono::seconds(3);
 // Descriptors kept back for the database connections and files of the
 // routes.
 constexpr long kReservedDescriptors = 64;
+// How much later a request may be worked on for each request its connection
+// has had answered already, and at most: kept-alive heavy users let a
+// newcomer go first, and still wait no longer than this for it.
+constexpr auto kDelayPerAnswer = std::chrono::milliseconds(10);
+constexpr int kMostDelays = 25;
 
 class Connection;
 
@@ -57,7 +63,7 @@ class HttpListener::State {
         acceptor(io),
         acceptPause(io),
         stopTimer(io),
-        workers(static_cast<size_t>(this->options.workers > 0 ? this->options.workers : 1)) {}
+        workers(this->options.workers) {}
 
   void Accept();
   // Counts `connection` of `address` as open; false when its address or the
@@ -82,7 +88,7 @@ class HttpListener::State {
   asio::io_context io{1};
   tcp::acceptor acceptor;
   asio::steady_timer acceptPause, stopTimer;
-  asio::thread_pool workers;
+  WorkerPool workers;
 };
 
 namespace {
@@ -187,7 +193,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
     if (!ParseTarget(request.target, request)) return Refuse(400, "malformed request target");
     busy_ = true;
     work_.emplace(state_.io.get_executor());
-    asio::post(state_.workers, [self = shared_from_this(), exchange]() mutable {
+    const int delays = answered_ < kMostDelays ? answered_ : kMostDelays;
+    ++answered_;
+    state_.workers.Post(delays * kDelayPerAnswer, [self = shared_from_this(), exchange]() mutable {
       try {
         self->state_.handler(exchange->request, exchange->response);
       } catch (const std::exception&) {
@@ -268,6 +276,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Clock::time_point headersDone_;
   bool busy_ = false;
   bool counted_ = false;
+  int answered_ = 0;  // requests of this connection handed to the workers
   // Keeps the I/O thread's loop running while a worker holds a request.
   boost::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
 };
@@ -341,7 +350,7 @@ HttpListener::HttpListener(ListenerOptions options, Handler handler, Logger logg
 
 HttpListener::~HttpListener() {
   Stop();
-  state_->workers.join();
+  state_->workers.Join();
 }
 
 int HttpListener::Bind() {
@@ -378,7 +387,7 @@ bool HttpListener::Run() {
   state.io.run();
   // Requests still with a worker end within the database's statement
   // timeout; their answers have nowhere to go.
-  state.workers.join();
+  state.workers.Join();
   return true;
 }
 

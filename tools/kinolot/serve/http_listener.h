@@ -5,7 +5,9 @@
 // One I/O thread drives every connection without blocking, so a client that
 // sends slowly, says nothing or holds its connection open for hours costs a
 // socket and a few kilobytes, never a thread. Only a request read in full
-// reaches a worker, where a route may block on the database. A connection
+// reaches a worker, where a route may block on the database; a connection
+// that has had many answers lets a newcomer's request go first for a moment
+// (worker_pool.h), so that heavy users do not hold up others. A connection
 // reads its next request only once the previous answer is written, so
 // pipelined requests are answered in the order sent.
 //
