@@ -208,7 +208,6 @@ int main(int argc, char** argv) {
   kinolot_serve::ServeOptions options;
   options.port = 0;
   options.log = nullptr;
-  options.threads = 16;
   kinolot_serve::WebServer server(std::move(options));
   const int port = server.Bind();
   if (port < 0) return 1;
@@ -220,8 +219,8 @@ int main(int argc, char** argv) {
                            std::to_string(library.First("tvshow_episode")) +
                            "?additional=summary,extra,actor,director,writer,genre,files,"
                            "tvshow_summary";
-  std::printf("%ld items, %.0f s per measurement, server with 16 workers on loopback\n", items,
-              seconds);
+  std::printf("%ld items, %.0f s per measurement, server with its default workers on loopback\n",
+              items, seconds);
   for (const auto& request :
        {std::make_pair("List, 50 movies", list), std::make_pair("GetInfo, an episode", info)}) {
     for (int clients : {1, 16}) {

@@ -35,7 +35,7 @@ struct ServeArguments {
   std::string listen = "127.0.0.1:8350";
   std::string tokenFile;
   std::string user = "1024";
-  int threads = 16;
+  int threads = 0;
 };
 
 [[noreturn]] void Fail(const std::string& message) {
@@ -121,8 +121,9 @@ void AddServeCommand(CLI::App& app) {
       ->capture_default_str();
   serve
       ->add_option("--threads", arguments->threads,
-                   "Requests worked on at once (connections are not limited by it)")
-      ->check(CLI::Range(1, 256))
+                   "Requests worked on at once, 0 for two per processor core (connections are not "
+                   "limited by it)")
+      ->check(CLI::Range(0, 256))
       ->capture_default_str();
   serve->callback([arguments] {
     try {

@@ -37,9 +37,10 @@ constexpr auto kStopGrace = std::chrono::seconds(3);
 constexpr long kReservedDescriptors = 64;
 // How much later a request may be worked on for each request its connection
 // has had answered already, and at most: kept-alive heavy users let a
-// newcomer go first, and still wait no longer than this for it.
-constexpr auto kDelayPerAnswer = std::chrono::milliseconds(10);
-constexpr int kMostDelays = 25;
+// newcomer go ahead of the whole queue, and still wait no more than three
+// seconds longer for it when the server is saturated.
+constexpr auto kDelayPerAnswer = std::chrono::milliseconds(500);
+constexpr int kMostDelays = 6;
 
 class Connection;
 

@@ -3,7 +3,9 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <thread>
 
 #include "access_log.h"
 #include "collection_routes.h"
@@ -58,7 +60,9 @@ WebServer::WebServer(ServeOptions options) : options_(std::move(options)) {
   ListenerOptions listen;
   listen.host = options_.host;
   listen.port = options_.port;
-  listen.workers = options_.threads;
+  listen.workers = options_.threads > 0
+                       ? options_.threads
+                       : 2 * std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   listen.headerSeconds = options_.headerSeconds;
   listen.maxBodyBytes = kMaxBody;
   listen.maxPerAddress = options_.maxPerAddress;

@@ -33,8 +33,10 @@ struct ServeOptions {
   AccessTokens tokens;
   // The user requests act for when there are no tokens.
   std::string user = "1024";
-  // Requests worked on at once; connections are not bounded by it.
-  int threads = 16;
+  // Requests worked on at once; connections are not bounded by it. 0 is
+  // two per processor core: a request mostly waits for the database, which
+  // shares the cores, and more at once only lengthens every one of them.
+  int threads = 0;
   // The access log, null for none.
   FILE* log = stderr;
   // Seconds a client has from the moment its next request is awaited to
