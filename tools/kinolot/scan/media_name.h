@@ -40,16 +40,26 @@ struct MediaName {
 };
 
 // Reads what the file at the absolute path `path` is. With ScanKind::kAuto an
-// episode marker in the name (S01E02, s1e2, 1x02) or a season folder makes a
-// TV episode, anything else a movie; the other kinds force theirs.
+// episode marker in the name (S01E02, s1e2, S02xE03, 1x02, see
+// episode_marker.h), a season folder, or a release folder marked as an
+// episode around a file named in shorthand makes a TV episode, anything else
+// a movie; the other kinds force theirs. A show's title comes from the
+// folder that holds it when the file names it the same way or not at all.
 MediaName NameMedia(const std::string& path, ScanKind kind);
 
 // Turns a file or folder name into a title and year: dots (in names without
-// blanks) and underscores become blanks, bracketed groups and everything from
-// the first release tag (1080p, BluRay, x264, ...) on are dropped, and a year
-// in parentheses or standing alone after the title is taken out into `year`
-// (0 when there is none).
+// blanks) and underscores become blanks, dotted acronyms stay ("S.W.A.T."),
+// groups in front ("[GRP]") go, the title ends at the first bracketed group,
+// release tag (1080p, BluRay, x264, German before another tag, ...) or
+// edition phrase ("Director's Cut"), and a year in brackets, standing alone
+// after the title or among the tags behind it is taken out into `year` (0
+// when there is none).
 std::string CleanTitle(const std::string& name, int* year);
+
+// The form by which two spellings of one title are told to be the same:
+// lower case, letters and digits only, "&" read as "and" ("Marvel's Agents
+// of S.H.I.E.L.D." and "Marvels Agents of SHIELD" have one key).
+std::string TitleKey(const std::string& title);
 
 }  // namespace kinolot_scan
 
