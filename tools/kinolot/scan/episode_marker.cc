@@ -143,10 +143,29 @@ bool FindCombinedNumber(const std::string& name, EpisodeMarker* marker) {
   if (!HasTelevisionSource(s)) return false;
   for (size_t at = 1; at < s.size(); ++at) {
     int number = 0;
-    size_t n = LoneNumberAt(s, at, 3, 3, &number);
+    size_t n = LoneNumberAt(s, at, 3, 4, &number);
     if (n == 0 || number / 100 == 0 || number % 100 == 0) continue;
+    if (YearOfWord(s.substr(at, n)) != 0) continue;
     if (KindOfWord(WordAt(s, SkipSeparators(s, at + n))) != WordKind::kTag) continue;
     return Found(at, at + n, number / 100, number % 100, marker);
+  }
+  return false;
+}
+
+bool FindAbsoluteNumber(const std::string& name, EpisodeMarker* marker) {
+  if (name.empty() || name[0] != '[') return false;
+  std::string s = LowerAscii(name);
+  for (size_t dash = s.find(" - "); dash != std::string::npos; dash = s.find(" - ", dash + 1)) {
+    int number = 0;
+    size_t n = Digits(s, dash + 3, 4, &number);
+    if (n == 0) continue;
+    size_t end = dash + 3 + n;
+    int version = 0;
+    if (end < s.size() && s[end] == 'v') end += 1 + Digits(s, end + 1, 1, &version);
+    size_t next = s.find_first_not_of(' ', end);
+    if (next == std::string::npos || s[next] == '[' || s[next] == '(') {
+      return Found(dash + 1, end, 1, number, marker);
+    }
   }
   return false;
 }
@@ -199,6 +218,13 @@ int SeasonOfFolder(const std::string& folder, std::string* show) {
   size_t begin = s.find_first_not_of(" ");
   if (begin == std::string::npos) return -1;
   size_t end = s.find_last_not_of(" ") + 1;
+  // A group behind the season ("Season 1 (2019)", "Season 2 [1080p]") says
+  // nothing of it.
+  while (end > begin && (s[end - 1] == ')' || s[end - 1] == ']')) {
+    size_t open = s.find_last_of(s[end - 1] == ')' ? '(' : '[', end - 1);
+    if (open == std::string::npos || open <= begin) break;
+    end = s.find_last_not_of(" ", open - 1) + 1;
+  }
   if (s.compare(begin, end - begin, "specials") == 0) return 0;
   for (size_t at = begin; at < end; ++at) {
     if (!StandsApartBefore(s, at)) continue;

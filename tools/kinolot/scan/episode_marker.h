@@ -24,10 +24,17 @@ struct EpisodeMarker {
 // "1920x1080" is none. Returns false, leaving `marker` alone, when none.
 bool FindEpisodeMarker(const std::string& name, EpisodeMarker* marker);
 
-// A three-digit number standing for season and episode ("show.name.117.hdtv"
-// for S1E17), taken only behind a title, before a release tag, in a name
-// that carries a television source. Returns false when there is none.
+// A three- or four-digit number standing for season and episode
+// ("show.name.117.hdtv" for S1E17, "1012" for S10E12; never a year), taken
+// only behind a title, before a release tag, in a name that carries a
+// television source. Returns false when there is none.
 bool FindCombinedNumber(const std::string& name, EpisodeMarker* marker);
+
+// The episode number of a fan-subbed release ("[Group] Show - 05 [1080p]",
+// "[Group] Show - 012v2"): a name led by a bracketed group, with the number
+// behind " - " at the end or before a group. Season 1, as such releases
+// count through a show. Returns false when the name is not of that form.
+bool FindAbsoluteNumber(const std::string& name, EpisodeMarker* marker);
 
 // The episode of a name inside a folder of season `season` (-1 when the
 // layout says "show" without naming a season), tried in this order: "E02",

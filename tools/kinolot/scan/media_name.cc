@@ -70,6 +70,8 @@ WordKind KindOfToken(const std::vector<NameToken>& tokens, size_t i) {
 bool EndsTitle(const std::vector<NameToken>& tokens, size_t i) {
   const NameToken& token = tokens[i];
   if (token.bracket) return !IsCountry(token);
+  // "Title aka Other Title": the alternate title is not the title.
+  if (token.lower == "aka" && i + 1 < tokens.size()) return true;
   WordKind kind = KindOfWord(token.lower);
   if (kind == WordKind::kTag) return true;
   bool next = i + 1 < tokens.size();
@@ -86,7 +88,8 @@ bool EndsTitle(const std::vector<NameToken>& tokens, size_t i) {
 
 // Where the year stands, in this order of preference: in brackets after the
 // first word; alone inside the title, the last one ("2001 A Space Odyssey
-// 1968"); alone among the tags right after the title ("Title EXTENDED 2016").
+// 1968"); alone among the tags or behind the alternate title right after the
+// title ("Title EXTENDED 2016", "Title aka Other 2016").
 size_t FindYear(const std::vector<NameToken>& tokens, size_t first, size_t end, int* year) {
   for (size_t i = first; i < tokens.size(); ++i) {
     if (tokens[i].bracket && (*year = YearOfToken(tokens[i])) != 0) return i;
@@ -94,8 +97,11 @@ size_t FindYear(const std::vector<NameToken>& tokens, size_t first, size_t end, 
   for (size_t i = end; i-- > first;) {
     if ((*year = YearOfToken(tokens[i])) != 0) return i;
   }
+  // Behind "aka" stands an alternate title, then the year.
+  bool alternate = end < tokens.size() && tokens[end].lower == "aka";
   for (size_t i = end; i < tokens.size(); ++i) {
     if ((*year = YearOfToken(tokens[i])) != 0) return i;
+    if (alternate) continue;
     bool edition = OpensEdition(tokens[i].lower) || IsEditionNoun(tokens[i].lower);
     if (!tokens[i].bracket && !edition && KindOfToken(tokens, i) == WordKind::kPlain) break;
   }
@@ -274,8 +280,9 @@ MediaName Episode(const std::string& stem, const std::string& dir, bool forced) 
   std::string season_show;
   int folder_season = SeasonOfFolder(BaseName(dir), &season_show);
   EpisodeMarker marker;
-  bool full_marker =
-      FindEpisodeMarker(stem, &marker) || (folder_season < 0 && FindCombinedNumber(stem, &marker));
+  bool full_marker = FindEpisodeMarker(stem, &marker) ||
+                     (folder_season < 0 &&
+                      (FindCombinedNumber(stem, &marker) || FindAbsoluteNumber(stem, &marker)));
   if (!full_marker && !EpisodeByLayout(stem, dir, folder_season, forced, &marker, &name)) {
     return name;
   }

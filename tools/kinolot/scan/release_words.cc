@@ -73,8 +73,21 @@ bool IsResolution(const std::string& lower) {
   return true;
 }
 
+// CD1, Disc2, DVD1: one part of a movie on several files.
+bool IsPart(const std::string& lower) {
+  for (const char* word : {"cd", "disc", "disk", "dvd"}) {
+    size_t length = std::char_traits<char>::length(word);
+    if (lower.size() > length && lower.size() <= length + 2 &&
+        lower.compare(0, length, word) == 0 &&
+        lower.find_first_not_of("0123456789", length) == std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
 WordKind KindOfWhole(const std::string& lower) {
-  if (Tags().count(lower) || IsResolution(lower)) return WordKind::kTag;
+  if (Tags().count(lower) || IsResolution(lower) || IsPart(lower)) return WordKind::kTag;
   if (WeakTags().count(lower)) return WordKind::kWeakTag;
   return WordKind::kPlain;
 }
