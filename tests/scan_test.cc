@@ -345,6 +345,22 @@ TEST_F(ScanTest, KeepsIdentitiesRatingsAndShowDetailsFromNfoFiles) {
                   {"3", "g", "Drama"}}));
 }
 
+TEST_F(ScanTest, OneShowHowEverItsFilesSpellIt) {
+  Place(Sample::kMatroskaH264,
+        "tv/Marvel's Agents of S.H.I.E.L.D/Season 1/Marvels.Agents.of.S.H.I.E.L.D.S01E01.mkv");
+  Place(Sample::kMatroskaH264, "dl/marvels agents of shield S01E02.mkv");
+  Place(Sample::kMatroskaH264, "dl/Marvel's Agents of S.H.I.E.L.D. - 1x03.mkv");
+  Place(Sample::kMatroskaH264, "dl/Watchmen (2019)/Watchmen 1x03.mkv");
+  Place(Sample::kMatroskaH264, "dl/Watchmen.2019.S01E04.mkv");
+  Place(Sample::kMatroskaH264, "dl/S.W.A.T.2017.S01E01.mkv");
+  EXPECT_EQ(Scan().added, 6);
+  EXPECT_EQ(Query("SELECT s.title, s.year, count(*) FROM tvshow s JOIN tvshow_episode e ON "
+                  "e.tvshow_id = s.id GROUP BY 1, 2 ORDER BY 1"),
+            (Rows{{"Marvel's Agents of S.H.I.E.L.D.", "0", "3"},
+                  {"S.W.A.T.", "2017", "1"},
+                  {"Watchmen", "2019", "2"}}));
+}
+
 TEST_F(ScanTest, RescansStoreOnlyWhatChanged) {
   std::string changed = Place(Sample::kMatroskaH264, "Changed (2001).mkv", true);
   auto stored_size = [this](const std::string& path) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sstream>
+#include <unordered_map>
 
 #include "kinolot/poster_store.h"
 #include "kinolot/video_db_batch.h"
@@ -36,6 +37,25 @@ Json::Value Parsed(const Json::Value& stored) {
 }
 
 }  // namespace
+
+void UnifyShowTitles(std::vector<ScanItem>* items) {
+  std::unordered_map<std::string, const MediaName*> chosen;
+  auto key = [](const MediaName& name) {
+    return TitleKey(name.title) + "/" + std::to_string(name.year);
+  };
+  for (const ScanItem& item : *items) {
+    if (item.name.type != VIDEO_TYPE_TVSHOW_EPISODE) continue;
+    const MediaName*& first = chosen[key(item.name)];
+    if (!first || (first->show_folder.empty() && !item.name.show_folder.empty())) {
+      first = &item.name;
+    }
+  }
+  for (ScanItem& item : *items) {
+    if (item.name.type != VIDEO_TYPE_TVSHOW_EPISODE) continue;
+    const MediaName* first = chosen[key(item.name)];
+    if (first != &item.name) item.name.title = first->title;
+  }
+}
 
 void ItemContext::ReadItem(ScanItem* item) {
   const FoundVideo& found = *item->found;
