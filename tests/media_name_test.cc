@@ -456,4 +456,37 @@ TEST(MediaNameCorpusTest, EveryConventionIsReadAsAPersonWould) {
   EXPECT_GE(total, 300u);
 }
 
+// Names nobody meant as names still give a title, and nothing reads past them.
+TEST(MediaNameCorpusTest, OddNamesStillGiveATitle) {
+  const std::string odd[] = {"/x/(((.mkv",
+                             "/x/[[[.mkv",
+                             "/x/]]).mkv",
+                             "/x/S.mkv",
+                             "/x/s01.mkv",
+                             "/x/s01e.mkv",
+                             "/x/1x.mkv",
+                             "/x/.....mkv",
+                             "/x/- - -.mkv",
+                             "/x/S.W.A.T",
+                             "/x/A.",
+                             "/x/[a] - ",
+                             "/x/[a] - 1v",
+                             "/x/\xff\xfe.mkv",
+                             "/Season 1/S01E01.mkv",
+                             "/Season 1/.mkv",
+                             "/x/Season 1/ .mkv",
+                             "/x/H.264.mkv",
+                             "/x/aka.mkv",
+                             "/x/Title aka",
+                             "/x/CD1/a.mkv",
+                             "mkv",
+                             std::string(5000, 'S') + "01E02.mkv",
+                             "/x/" + std::string(3000, '.') + "S01E02"};
+  for (const std::string& path : odd) {
+    for (ScanKind kind : {ScanKind::kAuto, ScanKind::kMovies, ScanKind::kShows}) {
+      EXPECT_FALSE(NameMedia(path, kind).title.empty()) << path;
+    }
+  }
+}
+
 }  // namespace
