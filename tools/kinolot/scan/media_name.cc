@@ -9,6 +9,7 @@
 #include "episode_marker.h"
 #include "name_tokens.h"
 #include "release_words.h"
+#include "title_reader.h"
 
 namespace kinolot_scan {
 namespace {
@@ -34,122 +35,11 @@ std::string Stem(const std::string& file_name) {
   return dot == std::string::npos || dot == 0 ? file_name : file_name.substr(0, dot);
 }
 
-bool IsSeparator(char c) {
-  return c == ' ' || c == '.' || c == '_' || c == '-' || c == ',' || c == ':';
-}
-
-std::string TrimSeparators(const std::string& text) {
-  size_t begin = 0, end = text.size();
-  while (begin < end && IsSeparator(text[begin])) ++begin;
-  while (end > begin && IsSeparator(text[end - 1])) --end;
-  return text.substr(begin, end - begin);
-}
-
-// "(US)", "(UK)": a country that tells two shows of one name apart stays.
-bool IsCountry(const NameToken& token) {
-  static const char* const kCountries[] = {"US", "UK", "AU", "CA", "NZ", "IE"};
-  for (const char* country : kCountries) {
-    if (token.bracket == '(' && token.text == country) return true;
-  }
-  return false;
-}
-
-int YearOfToken(const NameToken& token) {
-  if (token.bracket == '{') return 0;
-  return YearOfWord(token.bracket ? TrimSeparators(token.text) : token.text);
-}
-
-WordKind KindOfToken(const std::vector<NameToken>& tokens, size_t i) {
-  return i < tokens.size() && !tokens[i].bracket ? KindOfWord(tokens[i].lower) : WordKind::kPlain;
-}
-
-// Whether the title is over at token `i`. The rules, in this order: a
-// bracketed group (other than a country) ends it, a release tag ends it, a
-// weak tag ends it where a tag, a year or a group follows, and an edition
-// phrase ("Director's Cut") ends it at its first word.
-bool EndsTitle(const std::vector<NameToken>& tokens, size_t i) {
-  const NameToken& token = tokens[i];
-  if (token.bracket) return !IsCountry(token);
-  // "Title aka Other Title": the alternate title is not the title.
-  if (token.lower == "aka" && i + 1 < tokens.size()) return true;
-  WordKind kind = KindOfWord(token.lower);
-  if (kind == WordKind::kTag) return true;
-  bool next = i + 1 < tokens.size();
-  if (kind == WordKind::kWeakTag && next) {
-    const NameToken& after = tokens[i + 1];
-    if ((after.bracket && !IsCountry(after)) || YearOfToken(after) ||
-        KindOfToken(tokens, i + 1) != WordKind::kPlain) {
-      return true;
-    }
-  }
-  return next && OpensEdition(token.lower) && !tokens[i + 1].bracket &&
-         IsEditionNoun(tokens[i + 1].lower);
-}
-
-// Where the year stands, in this order of preference: in brackets after the
-// first word; alone inside the title, the last one ("2001 A Space Odyssey
-// 1968"); alone among the tags or behind the alternate title right after the
-// title ("Title EXTENDED 2016", "Title aka Other 2016").
-size_t FindYear(const std::vector<NameToken>& tokens, size_t first, size_t end, int* year) {
-  for (size_t i = first; i < tokens.size(); ++i) {
-    if (tokens[i].bracket && (*year = YearOfToken(tokens[i])) != 0) return i;
-  }
-  for (size_t i = end; i-- > first;) {
-    if ((*year = YearOfToken(tokens[i])) != 0) return i;
-  }
-  // Behind "aka" stands an alternate title, then the year.
-  bool alternate = end < tokens.size() && tokens[end].lower == "aka";
-  for (size_t i = end; i < tokens.size(); ++i) {
-    if ((*year = YearOfToken(tokens[i])) != 0) return i;
-    if (alternate) continue;
-    bool edition = OpensEdition(tokens[i].lower) || IsEditionNoun(tokens[i].lower);
-    if (!tokens[i].bracket && !edition && KindOfToken(tokens, i) == WordKind::kPlain) break;
-  }
-  *year = 0;
-  return tokens.size();
-}
-
-// The words of tokens [begin, end) joined by blanks, without separators at
-// either end; a closing acronym keeps its dot.
-std::string JoinTitle(const std::vector<NameToken>& tokens, size_t begin, size_t end) {
-  std::string title;
-  for (size_t i = begin; i < end; ++i) {
-    if (!title.empty()) title += ' ';
-    title += tokens[i].bracket ? "(" + tokens[i].text + ")" : tokens[i].text;
-  }
-  title = TrimSeparators(title);
-  if (end > begin && tokens[end - 1].acronym && !title.empty() && title.back() != '.') title += '.';
-  return title;
-}
-
-// CleanTitle's work. `keep_first` keeps a release tag or year in first place
-// as part of the title ("1917", "2012"); an episode's title after its marker
-// may be nothing but tags, and then it is empty. Groups and dashes in front
-// of the title ("[GRP]", "[h265 - HEVC]") are not part of it.
-std::string Clean(const std::string& name, int* year, bool keep_first) {
-  std::vector<NameToken> tokens = TokenizeName(name);
-  size_t start = 0;
-  while (start < tokens.size() && ((tokens[start].bracket && !YearOfToken(tokens[start])) ||
-                                   TrimSeparators(tokens[start].text).empty())) {
-    ++start;
-  }
-  size_t first = std::min(tokens.size(), start + (keep_first ? 1 : 0));
-  size_t end = tokens.size();
-  for (size_t i = first; i < tokens.size(); ++i) {
-    if (EndsTitle(tokens, i)) {
-      end = i;
-      break;
-    }
-  }
-  size_t year_at = FindYear(tokens, first, end, year);
-  return JoinTitle(tokens, start, std::min(end, year_at));
-}
-
 // What follows an episode's marker: further episode numbers of a double
 // episode ("-E03") go, the rest is the episode's title.
 std::string EpisodeTitle(const std::string& rest) {
   int ignored = 0;
-  return Clean(rest.substr(SkipFurtherEpisodes(rest, 0)), &ignored, false);
+  return ReadTitle(rest.substr(SkipFurtherEpisodes(rest, 0)), &ignored, false);
 }
 
 // A date written in a name: 2019-07-14, 2019.07.14, 20190714, with a time of
@@ -192,11 +82,11 @@ MediaName Movie(const std::string& stem, const std::string& dir) {
   if (IsPartFolder(BaseName(dir))) return Movie(stem, DirName(dir));
   MediaName name;
   name.type = VIDEO_TYPE_MOVIE;
-  name.title = Clean(stem, &name.year, true);
+  name.title = ReadTitle(stem, &name.year, true);
   // "Title (2009)/title.mkv", "Some.Movie.2010.DVDRip-GRP/grp-smv.avi": a
   // folder named with a year speaks for a file named without one.
   int folder_year = 0;
-  std::string folder_title = Clean(BaseName(dir), &folder_year, true);
+  std::string folder_title = ReadTitle(BaseName(dir), &folder_year, true);
   if (name.year == 0 && folder_year != 0 && !folder_title.empty()) {
     name.title = folder_title;
     name.year = folder_year;
@@ -219,7 +109,7 @@ void ShowFromFolder(const std::string& dir, const EpisodeMarker& marker, const s
                  own.episode == marker.episode;
   int parent_year = 0;
   std::string parent_title =
-      Clean(release ? parent.substr(0, own.begin) : parent, &parent_year, true);
+      ReadTitle(release ? parent.substr(0, own.begin) : parent, &parent_year, true);
   bool same = prefix.empty() || TitleKey(prefix) == TitleKey(parent_title);
   if (same && !release) name->show_folder = dir;
   if ((same || release) && !parent_title.empty()) {
@@ -237,14 +127,14 @@ void ShowFromSeasonFolder(const std::string& dir, const std::string& season_show
                           MediaName* name) {
   std::string show_dir = DirName(dir);
   int show_year = 0;
-  std::string show_title = Clean(BaseName(show_dir), &show_year, true);
+  std::string show_title = ReadTitle(BaseName(show_dir), &show_year, true);
   if (season_show.empty() ||
-      TitleKey(Clean(season_show, &show_year, true)) == TitleKey(show_title)) {
+      TitleKey(ReadTitle(season_show, &show_year, true)) == TitleKey(show_title)) {
     name->show_folder = show_dir;
     name->title = show_title;
   } else {
     name->show_folder = dir;
-    name->title = Clean(season_show, &show_year, true);
+    name->title = ReadTitle(season_show, &show_year, true);
   }
   name->year = show_year != 0 ? show_year : prefix_year;
 }
@@ -291,7 +181,7 @@ MediaName Episode(const std::string& stem, const std::string& dir, bool forced) 
   name.episode_title = marker.end > 0 ? EpisodeTitle(stem.substr(marker.end)) : "";
 
   int prefix_year = 0;
-  std::string prefix = Clean(stem.substr(0, marker.begin), &prefix_year, true);
+  std::string prefix = ReadTitle(stem.substr(0, marker.begin), &prefix_year, true);
   if (folder_season >= 0) {
     ShowFromSeasonFolder(dir, season_show, prefix_year, &name);
   } else {
@@ -300,7 +190,7 @@ MediaName Episode(const std::string& stem, const std::string& dir, bool forced) 
   if (name.title.empty()) name.title = prefix.empty() ? TrimSeparators(stem) : prefix;
   if (!full_marker && marker.end == 0 && name.episode_title.empty()) {
     int ignored = 0;
-    name.episode_title = Clean(stem, &ignored, true);
+    name.episode_title = ReadTitle(stem, &ignored, true);
   }
   return name;
 }
@@ -354,7 +244,7 @@ std::string TitleKey(const std::string& title) {
 }
 
 std::string CleanTitle(const std::string& name, int* year) {
-  return Clean(name, year, true);
+  return ReadTitle(name, year, true);
 }
 
 MediaName NameMedia(const std::string& path, ScanKind kind) {

@@ -39,21 +39,23 @@ struct MediaName {
   std::string show_folder;
 };
 
-// Reads what the file at the absolute path `path` is. With ScanKind::kAuto an
-// episode marker in the name (S01E02, s1e2, S02xE03, 1x02, see
-// episode_marker.h), a season folder, or a release folder marked as an
-// episode around a file named in shorthand makes a TV episode, anything else
-// a movie; the other kinds force theirs. A show's title comes from the
-// folder that holds it when the file names it the same way or not at all.
+// Reads what the file at the absolute path `path` is. With ScanKind::kAuto
+// the rules go in this order: an episode marker in the name (S01E02, 1x02,
+// see episode_marker.h); outside season folders, a season-and-episode number
+// in a TV release or a fan-subbed running number; a season folder (the
+// episode's number then from the name); a release folder marked as an
+// episode around a file named in shorthand; else a movie, named by its
+// folder when the folder has a year and the file none. The other kinds force
+// theirs. A show's title comes from its show folder, or from the folder that
+// holds the file when the file names it the same way (by TitleKey) or not
+// at all.
 MediaName NameMedia(const std::string& path, ScanKind kind);
 
 // Turns a file or folder name into a title and year: dots (in names without
 // blanks) and underscores become blanks, dotted acronyms stay ("S.W.A.T."),
-// groups in front ("[GRP]") go, the title ends at the first bracketed group,
-// release tag (1080p, BluRay, x264, German before another tag, ...) or
-// edition phrase ("Director's Cut"), and a year in brackets, standing alone
-// after the title or among the tags behind it is taken out into `year` (0
-// when there is none).
+// groups in front ("[GRP]") go, and the title ends where a group, a release
+// tag or an edition phrase begins; the rules and their order are those of
+// ReadTitle (title_reader.h). `year` is 0 when the name has none.
 std::string CleanTitle(const std::string& name, int* year);
 
 // The form by which two spellings of one title are told to be the same:
