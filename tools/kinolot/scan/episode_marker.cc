@@ -153,8 +153,9 @@ bool FindCombinedNumber(const std::string& name, EpisodeMarker* marker) {
 }
 
 bool FindAbsoluteNumber(const std::string& name, EpisodeMarker* marker) {
-  if (name.empty() || name[0] != '[') return false;
   std::string s = LowerAscii(name);
+  for (char& c : s) c = c == '_' ? ' ' : c;
+  bool grouped = !s.empty() && s[0] == '[';
   for (size_t dash = s.find(" - "); dash != std::string::npos; dash = s.find(" - ", dash + 1)) {
     int number = 0;
     size_t n = Digits(s, dash + 3, 4, &number);
@@ -163,7 +164,10 @@ bool FindAbsoluteNumber(const std::string& name, EpisodeMarker* marker) {
     int version = 0;
     if (end < s.size() && s[end] == 'v') end += 1 + Digits(s, end + 1, 1, &version);
     size_t next = s.find_first_not_of(' ', end);
-    if (next == std::string::npos || s[next] == '[' || s[next] == '(') {
+    // Behind the number: the end, a group, or the episode's title.
+    bool closes = next == std::string::npos || s[next] == '[' ||
+                  (grouped && (s[next] == '(' || s.compare(end, 3, " - ") == 0));
+    if (closes && (grouped || next != std::string::npos)) {
       return Found(dash + 1, end, 1, number, marker);
     }
   }

@@ -31,9 +31,11 @@ bool FindEpisodeMarker(const std::string& name, EpisodeMarker* marker);
 bool FindCombinedNumber(const std::string& name, EpisodeMarker* marker);
 
 // The episode number of a fan-subbed release ("[Group] Show - 05 [1080p]",
-// "[Group] Show - 012v2"): a name led by a bracketed group, with the number
-// behind " - " at the end or before a group. Season 1, as such releases
-// count through a show. Returns false when the name is not of that form.
+// "[Group]_Show_-_012v2", "[Group] Show - 05 - Title", "Show - 05 [720p]"):
+// the number behind " - ", in a name led by a bracketed group and then at
+// the end or before a group or the episode's title, or else right before a
+// square group. Season 1, as such releases count through a show. Returns
+// false when the name is not of that form.
 bool FindAbsoluteNumber(const std::string& name, EpisodeMarker* marker);
 
 // The episode of a name inside a folder of season `season` (-1 when the
