@@ -449,7 +449,7 @@ std::string Expected(const Case& c) {
 
 TEST(MediaNameCorpusTest, EveryConventionIsReadAsAPersonWould) {
   size_t total = 0, passed = 0;
-  printf("%-36s %6s %6s\n", "category", "names", "right");
+  printf("%-44s %6s %6s\n", "category", "names", "right");
   for (const Category& category : Corpus()) {
     size_t right = 0;
     for (const Case& c : category.cases) {
@@ -457,11 +457,11 @@ TEST(MediaNameCorpusTest, EveryConventionIsReadAsAPersonWould) {
       EXPECT_EQ(answer, Expected(c)) << category.name << ": " << c.path;
       right += answer == Expected(c);
     }
-    printf("%-36s %6zu %6zu\n", category.name, category.cases.size(), right);
+    printf("%-44s %6zu %6zu\n", category.name, category.cases.size(), right);
     total += category.cases.size();
     passed += right;
   }
-  printf("%-36s %6zu %6zu\n", "all", total, passed);
+  printf("%-44s %6zu %6zu\n", "all", total, passed);
   EXPECT_GE(total, 300u);
 }
 
