@@ -259,7 +259,7 @@ const std::vector<Category>& Corpus() {
            {"/m/Title (2000) {edition-Director's Cut}.mkv", 'M', "Title", 2000, 0, 0},
            {"/m/Title.Criterion.Collection.1080p.mkv", 'M', "Title Criterion Collection", 0, 0, 0},
            {"/m/Title.Uncut.German.1080p.mkv", 'M', "Title", 0, 0, 0},
-           {"/m/Title Limited 2000.mkv", 'M', "Title", 2000, 0, 0},
+           {"/m/Title Limited 720p 2000.mkv", 'M', "Title", 2000, 0, 0},
            {"/m/Title.Theatrical.1080p.mkv", 'M', "Title", 0, 0, 0},
        }},
       {"release tags",
@@ -390,6 +390,9 @@ const std::vector<Category>& Corpus() {
       {"library names that stay",
        {
            {"/m/Charlotte's Web.avi", 'M', "Charlotte's Web", 0, 0, 0},
+           {"/m/Charlotte's Web (2006).avi", 'M', "Charlotte's Web", 2006, 0, 0},
+           {"/m/Charlottes.Web.2006.720p.BluRay.mkv", 'M', "Charlottes Web", 2006, 0, 0},
+           {"/m/The Complete Works 2010.mkv", 'M', "The Complete Works", 2010, 0, 0},
            {"/m/The French Connection (1971).mkv", 'M', "The French Connection", 1971, 0, 0},
            {"/m/The Italian Job.mkv", 'M', "The Italian Job", 0, 0, 0},
            {"/m/The.English.Patient.1996.mkv", 'M', "The English Patient", 1996, 0, 0},

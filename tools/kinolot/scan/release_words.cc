@@ -40,16 +40,25 @@ const Words& Tags() {
   return words;
 }
 
-// Language words and English words that scene names also use as tags.
+// Language words and the scene's short words, which stand before a year
+// only as tags ("Der.Film.German.2010").
 const Words& WeakTags() {
   static const Words words = {
-      "french",     "german",      "spanish", "italian",    "english",   "dutch",     "swedish",
-      "danish",     "norwegian",   "finnish", "polish",     "russian",   "japanese",  "korean",
-      "chinese",    "portuguese",  "hindi",   "turkish",    "hungarian", "czech",     "nordic",
-      "castellano", "latino",      "ita",     "eng",        "ger",       "fre",       "spa",
-      "rus",        "vf",          "dl",      "dual",       "multi",     "subs",      "web",
-      "limited",    "complete",    "uncut",   "theatrical", "criterion", "directors", "director's",
-      "collectors", "collector's", "dc",      "ws",         "fs",        "retail",    "fansub"};
+      "french",     "german",     "spanish", "italian", "english",   "dutch",    "swedish",
+      "danish",     "norwegian",  "finnish", "polish",  "russian",   "japanese", "korean",
+      "chinese",    "portuguese", "hindi",   "turkish", "hungarian", "czech",    "nordic",
+      "castellano", "latino",     "ita",     "eng",     "ger",       "fre",      "spa",
+      "rus",        "vf",         "dl",      "dual",    "multi",     "subs",     "dc",
+      "ws",         "fs",         "fansub"};
+  return words;
+}
+
+// English words that scene names also use as tags: before another tag only
+// ("Charlotte's Web 2006" keeps its word, "Title.WEB.H264" does not).
+const Words& EnglishTags() {
+  static const Words words = {"web",        "limited",     "complete",  "uncut",
+                              "theatrical", "criterion",   "directors", "director's",
+                              "collectors", "collector's", "retail"};
   return words;
 }
 
@@ -89,6 +98,7 @@ bool IsPart(const std::string& lower) {
 WordKind KindOfWhole(const std::string& lower) {
   if (Tags().count(lower) || IsResolution(lower) || IsPart(lower)) return WordKind::kTag;
   if (WeakTags().count(lower)) return WordKind::kWeakTag;
+  if (EnglishTags().count(lower)) return WordKind::kEnglishTag;
   return WordKind::kPlain;
 }
 

@@ -14,10 +14,13 @@ enum class WordKind {
   // Never part of a title: where one stands after the first word, the title
   // is over (1080p, BluRay, x264, DTS, HEVC, Extended, ...).
   kTag,
-  // Ends a title only where another tag, a year or nothing follows it:
-  // language words and words that are also plain English ("The French
-  // Connection" keeps its word, "Title French 1080p" does not).
+  // Ends a title only where another tag, a year or a group follows it:
+  // language words ("The French Connection" keeps its word, "Title French
+  // 1080p" and "Title German 2010" do not).
   kWeakTag,
+  // Ends a title only where another tag follows it: words that are also
+  // plain English ("Charlotte's Web (2006)", "Title WEB H264").
+  kEnglishTag,
 };
 
 // What the word `lower` (in lower case, without blanks) is. A word that

@@ -31,9 +31,10 @@ WordKind KindOfToken(const std::vector<NameToken>& tokens, size_t i) {
 }
 
 // Whether the title is over at token `i`. The rules, in this order: a
-// bracketed group (other than a country) ends it, a release tag ends it, a
-// weak tag ends it where a tag, a year or a group follows, and an edition
-// phrase ("Director's Cut") ends it at its first word.
+// bracketed group (other than a country) ends it, "aka" ends it, a release
+// tag ends it, a weak or English tag ends it where another tag follows, a
+// weak tag also where a year or a group follows, and an edition phrase
+// ("Director's Cut") ends it at its first word.
 bool EndsTitle(const std::vector<NameToken>& tokens, size_t i) {
   const NameToken& token = tokens[i];
   if (token.bracket) return !IsCountry(token);
@@ -42,10 +43,11 @@ bool EndsTitle(const std::vector<NameToken>& tokens, size_t i) {
   WordKind kind = KindOfWord(token.lower);
   if (kind == WordKind::kTag) return true;
   bool next = i + 1 < tokens.size();
-  if (kind == WordKind::kWeakTag && next) {
+  if (kind != WordKind::kPlain && next) {
     const NameToken& after = tokens[i + 1];
-    if ((after.bracket && !IsCountry(after)) || YearOfToken(after) ||
-        KindOfToken(tokens, i + 1) != WordKind::kPlain) {
+    if (KindOfToken(tokens, i + 1) != WordKind::kPlain) return true;
+    if (kind == WordKind::kWeakTag &&
+        ((after.bracket && !IsCountry(after)) || YearOfToken(after))) {
       return true;
     }
   }
