@@ -6,13 +6,17 @@
 #include <filesystem>
 #include <fstream>
 
+#include <json/reader.h>
+
 #include "kinolot/poster_store.h"
 #include "scan/media_name.h"
+#include "scan/nfo_reader.h"
 #include "scan/progress.h"
 #include "scan/scanner.h"
 #include "scan/video_description.h"
 #include "support/run_program.h"
 #include "support/sample_videos.h"
+#include "support/temp_files.h"
 #include "support/test_database.h"
 
 namespace {
@@ -82,6 +86,63 @@ TEST(ProgressLineTest, FitsTheTerminalShowingTheEndOfThePath) {
     }
   }
   EXPECT_NE(ProgressLine(3, 10, 1.5, current, 120).find("0:04 left"), std::string::npos);
+}
+
+// .nfo files as other media managers write them, read without a database.
+TEST(NfoReaderTest, ReadsWhatOtherManagersWrite) {
+  TempDir dir;
+  auto read = [&dir](const std::string& text, NfoInfo* info, std::string* error) {
+    std::ofstream(dir / "x.nfo", std::ios::binary) << text;
+    return ReadNfo(dir / "x.nfo", info, error);
+  };
+  NfoInfo info;
+  std::string error;
+  // Names run together, the way several writers store their lists.
+  ASSERT_TRUE(
+      read("<movie><director>Jane Roe,</director><writer>A One, B Two,C Three</writer>"
+           "<writer>|D Four|A One|</writer><genre>Action / Drama</genre></movie>",
+           &info, &error));
+  EXPECT_EQ(info.directors, (std::list<std::string>{"Jane Roe"}));
+  EXPECT_EQ(info.writers, (std::list<std::string>{"A One", "B Two", "C Three", "D Four", "A One"}));
+  EXPECT_EQ(info.genres, (std::list<std::string>{"Action", "Drama"}));
+  EXPECT_TRUE(info.warnings.empty());
+
+  // Windows-1252 bytes: read as such; a warning only where the file claims UTF-8.
+  info = NfoInfo();
+  ASSERT_TRUE(
+      read("<?xml version=\"1.0\" encoding=\"UTF-8\"?><movie><title>Su\xE9\x64ois "
+           "\x80 \x93x\x94</title></movie>",
+           &info, &error));
+  EXPECT_EQ(info.title, "Suédois € “x”");
+  EXPECT_EQ(info.warnings.size(), 1u);
+  info = NfoInfo();
+  ASSERT_TRUE(
+      read("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><movie><title>\xC9t\xE9</title>"
+           "</movie>",
+           &info, &error));
+  EXPECT_EQ(info.title, "Été");
+  EXPECT_TRUE(info.warnings.empty());
+
+  // A link alone is the identity; a link after the XML adds to it.
+  for (const auto& link : std::vector<std::pair<std::string, std::string>>{
+           {"https://www.imdb.com/title/tt0133093/\n", "imdb:tt0133093"},
+           {"\xEF\xBB\xBFhttps://www.themoviedb.org/movie/603-the-matrix", "tmdb:603"},
+           {"http://thetvdb.com/?tab=series&id=81189", "tvdb:81189"},
+           {"<movie><title>T</title></movie>\nhttps://www.imdb.com/title/tt0133093",
+            "imdb:tt0133093"}}) {
+    info = NfoInfo();
+    ASSERT_TRUE(read(link.first, &info, &error)) << link.first << ": " << error;
+    std::string source = link.second.substr(0, 4);
+    EXPECT_EQ(info.extra["ids"][source].asString(), link.second.substr(5)) << link.first;
+  }
+  // Text that is neither XML nor a link is refused.
+  for (const char* garbage : {"", "just some words", "https://example.com/x and more",
+                              "<movie><title>cut off", "<other/>", "<episodes/>"}) {
+    info = NfoInfo();
+    error.clear();
+    EXPECT_FALSE(read(garbage, &info, &error)) << garbage;
+    EXPECT_FALSE(error.empty()) << garbage;
+  }
 }
 
 class ScanTest : public DatabaseTest {
@@ -215,6 +276,89 @@ TEST_F(ScanTest, ReadsNfoPostersAndKinds) {
   EXPECT_EQ(Query("SELECT title, record_time FROM home_video"), (Rows{{"Beach Day", recorded}}));
   EXPECT_EQ(Query("SELECT title, record_time, channel_name FROM tv_record"),
             (Rows{{"News", "2019-07-14 20:15:00", "Channel Five"}}));
+}
+
+TEST_F(ScanTest, KeepsIdentitiesRatingsAndShowDetailsFromNfoFiles) {
+  Place(Sample::kMatroskaH264, "movies/Film/film.mkv");
+  Write("movies/Film/film.nfo",
+        "<movie><title>Film</title><uniqueid type=\"imdb\" default=\"true\">tt0111161</uniqueid>"
+        "<uniqueid type=\"tmdb\">278</uniqueid><ratings><rating name=\"imdb\" max=\"10\">"
+        "<value>9.3</value><votes>2,500,000</votes></rating></ratings><mpaa>Rated R</mpaa>"
+        "<runtime>142</runtime><studio>Castle Rock / Columbia</studio><country>USA</country>"
+        "</movie>");
+  // A 0-byte picture gives way to the folder's poster.
+  std::string empty = Write("movies/Film/film-poster.jpg", "");
+  Place(Sample::kPoster, "movies/Film/poster.jpg");
+  Place(Sample::kMatroskaH264, "movies/Linked/linked.mkv");
+  Write("movies/Linked/linked.nfo", "https://www.imdb.com/title/tt0133093/\n");
+  Place(Sample::kMatroskaH264, "tv/Show/Season 1/Show S01E02.mkv");
+  Place(Sample::kMatroskaH264, "tv/Show/Season 1/Show S01E03.mkv");
+  Write("tv/Show/tvshow.nfo",
+        "<tvshow><title>Show</title><genre>Drama</genre><actor><name>Lead</name></actor>"
+        "<uniqueid type=\"tvdb\">81189</uniqueid></tvshow>");
+  Write("tv/Show/Season 1/Show S01E02.nfo",
+        "<episodes><episodedetails><title>Second</title><plot>Its plot.</plot>"
+        "<genre>Crime</genre><actor><name>Guest</name></actor></episodedetails></episodes>");
+  ScanSummary summary =
+      Scan({{dir_.path() + "/movies", ScanKind::kAuto}, {dir_.path() + "/tv", ScanKind::kAuto}});
+  EXPECT_EQ(summary.added, 4);
+  ASSERT_EQ(summary.warnings.size(), 1u) << SummaryText(summary);
+  EXPECT_EQ(summary.warnings[0].path, empty);
+
+  auto extra = [this](const std::string& sql) {
+    Json::Value value;
+    std::istringstream in(Value(sql));
+    std::string errors;
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, &errors)) << sql;
+    return value;
+  };
+  Json::Value film =
+      extra("SELECT plus_info FROM plus_info JOIN movie USING (mapper_id) WHERE title = 'Film'");
+  EXPECT_EQ(film["ids"]["imdb"], "tt0111161");
+  EXPECT_EQ(film["ids"]["tmdb"], "278");
+  EXPECT_EQ(film["ratings"]["imdb"]["value"].asDouble(), 9.3);
+  EXPECT_EQ(film["ratings"]["imdb"]["votes"].asInt64(), 2500000);
+  EXPECT_EQ(film["mpaa"], "Rated R");
+  EXPECT_EQ(film["runtime"], 142);
+  EXPECT_EQ(film["studio"].size(), 2u);
+  EXPECT_EQ(film["country"][0], "USA");
+  EXPECT_EQ(extra("SELECT plus_info FROM plus_info JOIN movie USING (mapper_id) WHERE title = "
+                  "'linked'")["ids"]["imdb"],
+            "tt0133093");
+  EXPECT_EQ(extra("SELECT plus_info FROM plus_info JOIN tvshow USING (mapper_id)")["ids"]["tvdb"],
+            "81189");
+  std::string md5;
+  ASSERT_TRUE(GetMD5(SamplePath(Sample::kPoster).c_str(), md5));
+  EXPECT_EQ(Value("SELECT md5 FROM poster"), md5);
+
+  // The show's genres reach every episode, its cast those that name none.
+  EXPECT_EQ(Query("SELECT e.episode, e.tag_line, s.summary FROM tvshow_episode e JOIN summary s "
+                  "USING (mapper_id) ORDER BY 1"),
+            (Rows{{"2", "Second", "Its plot."}, {"3", "", ""}}));
+  EXPECT_EQ(Query("SELECT e.episode, 'g', gnere FROM tvshow_episode e JOIN gnere USING (mapper_id) "
+                  "UNION ALL SELECT e.episode, 'a', actor FROM tvshow_episode e JOIN actor "
+                  "USING (mapper_id) ORDER BY 1, 2, 3"),
+            (Rows{{"2", "a", "Guest"},
+                  {"2", "g", "Crime"},
+                  {"2", "g", "Drama"},
+                  {"3", "a", "Lead"},
+                  {"3", "g", "Drama"}}));
+}
+
+TEST_F(ScanTest, OneShowHowEverItsFilesSpellIt) {
+  Place(Sample::kMatroskaH264,
+        "tv/Marvel's Agents of S.H.I.E.L.D/Season 1/Marvels.Agents.of.S.H.I.E.L.D.S01E01.mkv");
+  Place(Sample::kMatroskaH264, "dl/marvels agents of shield S01E02.mkv");
+  Place(Sample::kMatroskaH264, "dl/Marvel's Agents of S.H.I.E.L.D. - 1x03.mkv");
+  Place(Sample::kMatroskaH264, "dl/Watchmen (2019)/Watchmen 1x03.mkv");
+  Place(Sample::kMatroskaH264, "dl/Watchmen.2019.S01E04.mkv");
+  Place(Sample::kMatroskaH264, "dl/S.W.A.T.2017.S01E01.mkv");
+  EXPECT_EQ(Scan().added, 6);
+  EXPECT_EQ(Query("SELECT s.title, s.year, count(*) FROM tvshow s JOIN tvshow_episode e ON "
+                  "e.tvshow_id = s.id GROUP BY 1, 2 ORDER BY 1"),
+            (Rows{{"Marvel's Agents of S.H.I.E.L.D.", "0", "3"},
+                  {"S.W.A.T.", "2017", "1"},
+                  {"Watchmen", "2019", "2"}}));
 }
 
 TEST_F(ScanTest, RescansStoreOnlyWhatChanged) {

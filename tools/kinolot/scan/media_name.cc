@@ -1,11 +1,15 @@
 // Names to titles; see media_name.h.
 #include "media_name.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <regex>
-#include <set>
 #include <vector>
+
+#include "episode_marker.h"
+#include "name_tokens.h"
+#include "release_words.h"
+#include "title_reader.h"
 
 namespace kinolot_scan {
 namespace {
@@ -14,15 +18,6 @@ using LibKinolot::VIDEO_TYPE_HOME_VIDEO;
 using LibKinolot::VIDEO_TYPE_MOVIE;
 using LibKinolot::VIDEO_TYPE_TV_RECORD;
 using LibKinolot::VIDEO_TYPE_TVSHOW_EPISODE;
-
-const std::regex::flag_type kIcase = std::regex::ECMAScript | std::regex::icase;
-
-std::string Lower(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
-}
 
 std::string BaseName(const std::string& path) {
   size_t slash = path.rfind('/');
@@ -40,183 +35,11 @@ std::string Stem(const std::string& file_name) {
   return dot == std::string::npos || dot == 0 ? file_name : file_name.substr(0, dot);
 }
 
-bool IsSeparator(char c) {
-  return c == ' ' || c == '.' || c == '_' || c == '-' || c == ',' || c == ':';
-}
-
-std::string TrimSeparators(const std::string& text) {
-  size_t begin = 0, end = text.size();
-  while (begin < end && IsSeparator(text[begin])) ++begin;
-  while (end > begin && IsSeparator(text[end - 1])) --end;
-  return text.substr(begin, end - begin);
-}
-
-// Release tags: where one stands, the title is over.
-const std::set<std::string>& ReleaseTags() {
-  // Words that are also plain English ("web", "complete", "limited") are left
-  // out: "Charlotte's Web" keeps its last word.
-  static const std::set<std::string> tags = {
-      "4k",     "uhd",     "bluray",   "blu-ray", "bdrip", "brrip", "bdremux", "dvdrip",
-      "dvdscr", "hdrip",   "webrip",   "web-dl",  "webdl", "hdtv",  "pdtv",    "x264",
-      "x265",   "h264",    "h265",     "hevc",    "xvid",  "divx",  "aac",     "ac3",
-      "eac3",   "dts",     "dts-hd",   "truehd",  "atmos", "ddp5",  "dd5",     "remux",
-      "proper", "repack",  "extended", "unrated", "hdr10", "10bit", "8bit",    "subbed",
-      "dubbed", "readnfo", "amzn",     "dsnp",    "hmax"};
-  return tags;
-}
-
-bool IsReleaseTag(const std::string& token) {
-  static const std::regex resolution("^\\d{3,4}[pi]$", kIcase);
-  std::string word = Lower(token);
-  if (ReleaseTags().count(word)) return true;
-  // "x264-GRP": the group's name hangs on the last tag.
-  size_t dash = word.find('-');
-  if (dash != std::string::npos && dash > 0 && ReleaseTags().count(word.substr(0, dash))) {
-    return true;
-  }
-  return std::regex_match(word, resolution);
-}
-
-// A year that can stand in a title's name: four digits from 1900 up to next year.
-int YearOf(const std::string& token, bool parenthesised) {
-  std::string digits = token;
-  if (parenthesised) {
-    if (digits.size() != 6 || digits.front() != '(' || digits.back() != ')') return 0;
-    digits = digits.substr(1, 4);
-  }
-  if (digits.size() != 4) return 0;
-  for (char c : digits) {
-    if (c < '0' || c > '9') return 0;
-  }
-  int year = std::atoi(digits.c_str());
-  time_t now = time(nullptr);
-  struct tm today {};
-  gmtime_r(&now, &today);
-  return year >= 1900 && year <= today.tm_year + 1900 + 1 ? year : 0;
-}
-
-std::vector<std::string> Words(const std::string& name) {
-  std::string text = TrimSeparators(name);
-  // Bracketed groups hold release groups and checksums, never the title.
-  static const std::regex bracketed("\\[[^\\]]*\\]|\\{[^}]*\\}");
-  text = std::regex_replace(text, bracketed, " ");
-  for (size_t i = 0; i < text.size(); ++i) {
-    // A dot followed by a blank ends an abbreviation ("Mr. Robot") and stays.
-    if (text[i] == '_' || (text[i] == '.' && i + 1 < text.size() && text[i + 1] != ' ')) {
-      text[i] = ' ';
-    }
-  }
-  std::vector<std::string> words;
-  size_t pos = 0;
-  while (pos < text.size()) {
-    size_t end = text.find(' ', pos);
-    if (end == std::string::npos) end = text.size();
-    if (end > pos) words.push_back(text.substr(pos, end - pos));
-    pos = end + 1;
-  }
-  return words;
-}
-
-// CleanTitle's work. `keep_first` keeps a release tag or year in first place
-// as part of the title ("1917", "2012"); an episode's title after its marker
-// may be nothing but tags, and then it is empty.
-std::string Clean(const std::string& name, int* year, bool keep_first) {
-  *year = 0;
-  std::vector<std::string> words = Words(name);
-  size_t first = keep_first ? 1 : 0;
-  size_t end = words.size();
-  for (size_t i = first; i < words.size(); ++i) {
-    if (IsReleaseTag(words[i])) {
-      end = i;
-      break;
-    }
-  }
-  // A year in parentheses is the surest; otherwise the last year standing
-  // after the first word ("2001 A Space Odyssey 1968").
-  size_t year_at = end;
-  for (size_t i = end; i-- > first;) {
-    if ((*year = YearOf(words[i], true)) != 0) {
-      year_at = i;
-      break;
-    }
-  }
-  if (*year == 0) {
-    for (size_t i = end; i-- > first;) {
-      if ((*year = YearOf(words[i], false)) != 0) {
-        year_at = i;
-        break;
-      }
-    }
-  }
-  std::string title;
-  for (size_t i = 0; i < year_at; ++i) {
-    if (!title.empty()) title += ' ';
-    title += words[i];
-  }
-  return TrimSeparators(title);
-}
-
-// An episode marker found in a name: where it stands and what it says.
-struct Marker {
-  size_t begin = 0, end = 0;
-  int season = 0, episode = 0;
-};
-
-bool FindMarker(const std::string& stem, Marker* marker) {
-  // S01E02, s1e2, S01.E02, 1x02, Season 1 Episode 2; each must stand apart
-  // from the letters and digits around it, so that "1920x1080" is no marker.
-  static const std::regex patterns[] = {
-      std::regex("(^|[^a-z0-9])s(\\d{1,3})[ ._-]*e(\\d{1,4})(?![0-9])", kIcase),
-      std::regex("(^|[^a-z0-9])(\\d{1,2})x(\\d{2,3})(?![a-z0-9])", kIcase),
-      std::regex("(^|[^a-z])season[ ._-]*(\\d{1,3})[ ._-]*episode[ ._-]*(\\d{1,4})", kIcase)};
-  bool found = false;
-  for (const std::regex& pattern : patterns) {
-    std::smatch match;
-    if (!std::regex_search(stem, match, pattern)) continue;
-    size_t begin = static_cast<size_t>(match.position(0) + match.length(1));
-    if (found && begin >= marker->begin) continue;
-    found = true;
-    marker->begin = begin;
-    marker->end = static_cast<size_t>(match.position(0) + match.length(0));
-    marker->season = std::atoi(match.str(2).c_str());
-    marker->episode = std::atoi(match.str(3).c_str());
-  }
-  return found;
-}
-
-// "Season 1", "Series 02", "S03", "Specials" (season 0). -1 for other names.
-int SeasonOfFolder(const std::string& folder) {
-  static const std::regex season("^(?:season|series|saison|staffel|temporada)[ ._-]*(\\d{1,3})$",
-                                 kIcase);
-  static const std::regex short_season("^s(\\d{1,3})$", kIcase);
-  std::smatch match;
-  if (std::regex_match(folder, match, season) || std::regex_match(folder, match, short_season)) {
-    return std::atoi(match.str(1).c_str());
-  }
-  return Lower(folder) == "specials" ? 0 : -1;
-}
-
-// The episode number of a name inside a season folder without a full
-// marker: "E02", "Ep 2", "Episode 2", or a number first ("02 - Title").
-bool FindEpisodeNumber(const std::string& stem, Marker* marker) {
-  static const std::regex named("(^|[^a-z0-9])(?:episode|ep|e)[ ._-]*(\\d{1,4})(?![0-9])", kIcase);
-  static const std::regex leading("^()(\\d{1,4})(?![0-9])");
-  std::smatch match;
-  if (std::regex_search(stem, match, named) || std::regex_search(stem, match, leading)) {
-    marker->begin = static_cast<size_t>(match.position(0) + match.length(1));
-    marker->end = static_cast<size_t>(match.position(0) + match.length(0));
-    marker->episode = std::atoi(match.str(2).c_str());
-    return true;
-  }
-  return false;
-}
-
-// What follows an episode's marker: further episode numbers of a
-// double episode ("-E03") go, the rest is the episode's title.
+// What follows an episode's marker: further episode numbers of a double
+// episode ("-E03") go, the rest is the episode's title.
 std::string EpisodeTitle(const std::string& rest) {
-  static const std::regex more_episodes("^([ ._-]*e\\d{1,4})+", kIcase);
   int ignored = 0;
-  return Clean(std::regex_replace(rest, more_episodes, ""), &ignored, false);
+  return ReadTitle(rest.substr(SkipFurtherEpisodes(rest, 0)), &ignored, false);
 }
 
 // A date written in a name: 2019-07-14, 2019.07.14, 20190714, with a time of
@@ -242,14 +65,28 @@ bool FindDate(const std::string& stem, std::string* date, size_t* begin, size_t*
   return true;
 }
 
+// "CD1", "Disc 2", "Part1": a folder holding one part of a movie.
+bool IsPartFolder(const std::string& folder) {
+  std::string lower = LowerAscii(folder);
+  for (const char* word : {"cd", "disc", "disk", "part", "dvd"}) {
+    size_t length = std::char_traits<char>::length(word);
+    if (lower.compare(0, length, word) != 0) continue;
+    size_t digits = lower.find_first_not_of(" ._-", length);
+    return digits != std::string::npos && digits < lower.size() &&
+           lower.find_first_not_of("0123456789", digits) == std::string::npos;
+  }
+  return false;
+}
+
 MediaName Movie(const std::string& stem, const std::string& dir) {
+  if (IsPartFolder(BaseName(dir))) return Movie(stem, DirName(dir));
   MediaName name;
   name.type = VIDEO_TYPE_MOVIE;
-  name.title = Clean(stem, &name.year, true);
-  // "Title (2009)/title.mkv": a folder named with a year speaks for a file
-  // named without one.
+  name.title = ReadTitle(stem, &name.year, true);
+  // "Title (2009)/title.mkv", "Some.Movie.2010.DVDRip-GRP/grp-smv.avi": a
+  // folder named with a year speaks for a file named without one.
   int folder_year = 0;
-  std::string folder_title = Clean(BaseName(dir), &folder_year, true);
+  std::string folder_title = ReadTitle(BaseName(dir), &folder_year, true);
   if (name.year == 0 && folder_year != 0 && !folder_title.empty()) {
     name.title = folder_title;
     name.year = folder_year;
@@ -257,44 +94,103 @@ MediaName Movie(const std::string& stem, const std::string& dir) {
   return name;
 }
 
+MediaName Episode(const std::string& stem, const std::string& dir, bool forced);
+
+// The show of an episode whose folder is no season folder: the folder's
+// name when the file's name says nothing else (or the same, spelt another
+// way: "Marvel's ..." and "Marvels ..."), the file's name otherwise. A
+// release folder marked with the file's own episode names the show for a
+// file named in shorthand.
+void ShowFromFolder(const std::string& dir, const EpisodeMarker& marker, const std::string& prefix,
+                    int prefix_year, MediaName* name) {
+  std::string parent = BaseName(dir);
+  EpisodeMarker own;
+  bool release = FindEpisodeMarker(parent, &own) && own.season == marker.season &&
+                 own.episode == marker.episode;
+  int parent_year = 0;
+  std::string parent_title =
+      ReadTitle(release ? parent.substr(0, own.begin) : parent, &parent_year, true);
+  bool same = prefix.empty() || TitleKey(prefix) == TitleKey(parent_title);
+  if (same && !release) name->show_folder = dir;
+  if ((same || release) && !parent_title.empty()) {
+    name->title = parent_title;
+    name->year = parent_year != 0 ? parent_year : prefix_year;
+  } else {
+    name->title = prefix;
+    name->year = prefix_year;
+  }
+}
+
+// The show of an episode in a season folder: the show folder's name, the one
+// the user chose, or the name in front of the season ("Show Season 2").
+void ShowFromSeasonFolder(const std::string& dir, const std::string& season_show, int prefix_year,
+                          MediaName* name) {
+  std::string show_dir = DirName(dir);
+  int show_year = 0;
+  std::string show_title = ReadTitle(BaseName(show_dir), &show_year, true);
+  if (season_show.empty() ||
+      TitleKey(ReadTitle(season_show, &show_year, true)) == TitleKey(show_title)) {
+    name->show_folder = show_dir;
+    name->title = show_title;
+  } else {
+    name->show_folder = dir;
+    name->title = ReadTitle(season_show, &show_year, true);
+  }
+  name->year = show_year != 0 ? show_year : prefix_year;
+}
+
+// Where the name holds no full marker, the layout may still say "episode":
+// a season folder, a forced kind, or a release folder marked as one episode
+// around a file named in shorthand ("Show.S02E05.720p-GRP/160725_02.mkv").
+// Fills `marker` and returns true for an episode; otherwise fills `movie`.
+bool EpisodeByLayout(const std::string& stem, const std::string& dir, int folder_season,
+                     bool forced, EpisodeMarker* marker, MediaName* movie) {
+  if (folder_season >= 0 || forced) {
+    if (FindEpisodeNumber(stem, folder_season, marker)) {
+      marker->season = folder_season >= 0 ? folder_season : 1;
+    } else {
+      *marker = EpisodeMarker{};
+      marker->season = std::max(folder_season, 0);
+    }
+    return true;
+  }
+  std::string parent = BaseName(dir);
+  EpisodeMarker folder_marker;
+  if (!parent.empty() && FindEpisodeMarker(parent, &folder_marker)) {
+    *movie = Episode(parent, DirName(dir), false);
+  } else {
+    *movie = Movie(stem, dir);
+  }
+  return false;
+}
+
 MediaName Episode(const std::string& stem, const std::string& dir, bool forced) {
   MediaName name;
   name.type = VIDEO_TYPE_TVSHOW_EPISODE;
-  std::string parent = BaseName(dir);
-  int folder_season = SeasonOfFolder(parent);
-  Marker marker;
-  bool full_marker = FindMarker(stem, &marker);
-  if (!full_marker) {
-    if (folder_season < 0 && !forced) return Movie(stem, dir);
-    if (FindEpisodeNumber(stem, &marker)) {
-      marker.season = folder_season >= 0 ? folder_season : 1;
-    } else {
-      marker = Marker{};
-      marker.season = folder_season >= 0 ? folder_season : 0;
-    }
+  std::string season_show;
+  int folder_season = SeasonOfFolder(BaseName(dir), &season_show);
+  EpisodeMarker marker;
+  bool full_marker = FindEpisodeMarker(stem, &marker) ||
+                     (folder_season < 0 &&
+                      (FindCombinedNumber(stem, &marker) || FindAbsoluteNumber(stem, &marker)));
+  if (!full_marker && !EpisodeByLayout(stem, dir, folder_season, forced, &marker, &name)) {
+    return name;
   }
   name.season = marker.season;
   name.episode = marker.episode;
   name.episode_title = marker.end > 0 ? EpisodeTitle(stem.substr(marker.end)) : "";
 
   int prefix_year = 0;
-  std::string prefix = Clean(stem.substr(0, marker.begin), &prefix_year, true);
+  std::string prefix = ReadTitle(stem.substr(0, marker.begin), &prefix_year, true);
   if (folder_season >= 0) {
-    // Show/Season 1/...: the show folder's name is the one the user chose.
-    name.show_folder = DirName(dir);
-    name.title = Clean(BaseName(name.show_folder), &name.year, true);
-    if (name.year == 0) name.year = prefix_year;
+    ShowFromSeasonFolder(dir, season_show, prefix_year, &name);
   } else {
-    int parent_year = 0;
-    std::string parent_title = Clean(parent, &parent_year, true);
-    if (prefix.empty() || Lower(prefix) == Lower(parent_title)) name.show_folder = dir;
-    name.title = prefix.empty() ? parent_title : prefix;
-    name.year = prefix.empty() ? parent_year : prefix_year;
+    ShowFromFolder(dir, marker, prefix, prefix_year, &name);
   }
   if (name.title.empty()) name.title = prefix.empty() ? TrimSeparators(stem) : prefix;
   if (!full_marker && marker.end == 0 && name.episode_title.empty()) {
     int ignored = 0;
-    name.episode_title = Clean(stem, &ignored, true);
+    name.episode_title = ReadTitle(stem, &ignored, true);
   }
   return name;
 }
@@ -307,10 +203,13 @@ MediaName Dated(const std::string& stem, LibKinolot::_VIDEO_TYPE_ type) {
   if (FindDate(stem, &name.date, &begin, &end)) {
     rest = stem.substr(0, begin) + " " + stem.substr(end);
   }
-  for (const std::string& word : Words(rest)) {
-    name.title += name.title.empty() ? word : " " + word;
-  }
-  name.title = TrimSeparators(name.title);
+  // Square and curly groups hold checksums and groups, never the title.
+  std::vector<NameToken> tokens = TokenizeName(rest);
+  tokens.erase(
+      std::remove_if(tokens.begin(), tokens.end(),
+                     [](const NameToken& t) { return t.bracket == '[' || t.bracket == '{'; }),
+      tokens.end());
+  name.title = JoinTitle(tokens, 0, tokens.size());
   if (name.title.empty()) name.title = TrimSeparators(stem);
   return name;
 }
@@ -332,8 +231,20 @@ bool ParseScanKind(const std::string& text, ScanKind* kind) {
   return false;
 }
 
+std::string TitleKey(const std::string& title) {
+  std::string key;
+  for (char c : LowerAscii(title)) {
+    if (c == '&') {
+      key += "and";
+    } else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || (c & 0x80)) {
+      key += c;
+    }
+  }
+  return key;
+}
+
 std::string CleanTitle(const std::string& name, int* year) {
-  return Clean(name, year, true);
+  return ReadTitle(name, year, true);
 }
 
 MediaName NameMedia(const std::string& path, ScanKind kind) {

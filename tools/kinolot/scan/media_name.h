@@ -39,17 +39,29 @@ struct MediaName {
   std::string show_folder;
 };
 
-// Reads what the file at the absolute path `path` is. With ScanKind::kAuto an
-// episode marker in the name (S01E02, s1e2, 1x02) or a season folder makes a
-// TV episode, anything else a movie; the other kinds force theirs.
+// Reads what the file at the absolute path `path` is. With ScanKind::kAuto
+// the rules go in this order: an episode marker in the name (S01E02, 1x02,
+// see episode_marker.h); outside season folders, a season-and-episode number
+// in a TV release or a fan-subbed running number; a season folder (the
+// episode's number then from the name); a release folder marked as an
+// episode around a file named in shorthand; else a movie, named by its
+// folder when the folder has a year and the file none. The other kinds force
+// theirs. A show's title comes from its show folder, or from the folder that
+// holds the file when the file names it the same way (by TitleKey) or not
+// at all.
 MediaName NameMedia(const std::string& path, ScanKind kind);
 
 // Turns a file or folder name into a title and year: dots (in names without
-// blanks) and underscores become blanks, bracketed groups and everything from
-// the first release tag (1080p, BluRay, x264, ...) on are dropped, and a year
-// in parentheses or standing alone after the title is taken out into `year`
-// (0 when there is none).
+// blanks) and underscores become blanks, dotted acronyms stay ("S.W.A.T."),
+// groups in front ("[GRP]") go, and the title ends where a group, a release
+// tag or an edition phrase begins; the rules and their order are those of
+// ReadTitle (title_reader.h). `year` is 0 when the name has none.
 std::string CleanTitle(const std::string& name, int* year);
+
+// The form by which two spellings of one title are told to be the same:
+// lower case, letters and digits only, "&" read as "and" ("Marvel's Agents
+// of S.H.I.E.L.D." and "Marvels Agents of SHIELD" have one key).
+std::string TitleKey(const std::string& title);
 
 }  // namespace kinolot_scan
 

@@ -47,7 +47,8 @@ SidecarFinder::Folder& SidecarFinder::Listing(const std::string& folder) {
   return listing;
 }
 
-Sidecar SidecarFinder::Pick(const std::string& folder, const std::vector<std::string>& names) {
+void SidecarFinder::PickAll(const std::string& folder, const std::vector<std::string>& names,
+                            std::vector<Sidecar>* found) {
   Folder& listing = Listing(folder);
   for (const std::string& name : names) {
     auto entry = listing.find(name);
@@ -62,9 +63,14 @@ Sidecar SidecarFinder::Pick(const std::string& folder, const std::vector<std::st
           static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
     }
     sidecar.mtime_ns = entry->second.mtime_ns;
-    return sidecar;
+    found->push_back(sidecar);
   }
-  return {};
+}
+
+Sidecar SidecarFinder::Pick(const std::string& folder, const std::vector<std::string>& names) {
+  std::vector<Sidecar> found;
+  PickAll(folder, names, &found);
+  return found.empty() ? Sidecar{} : found.front();
 }
 
 Sidecars SidecarFinder::Find(const std::string& path, const MediaName& name, bool alone) {
@@ -79,18 +85,24 @@ Sidecars SidecarFinder::Find(const std::string& path, const MediaName& name, boo
   std::vector<std::string> folder_posters = Pictures("poster");
   for (const std::string& picture : Pictures("folder")) folder_posters.push_back(picture);
   found.nfo = Pick(folder, {stem + ".nfo"});
-  found.poster = Pick(folder, own);
+  PickAll(folder, own, &found.posters);
   if (name.type == LibKinolot::VIDEO_TYPE_TVSHOW_EPISODE) {
     if (!name.show_folder.empty()) {
       found.show_nfo = Pick(name.show_folder, {"tvshow.nfo"});
-      found.show_poster = Pick(name.show_folder, folder_posters);
+      PickAll(name.show_folder, folder_posters, &found.show_posters);
     }
   } else if (alone) {
     if (found.nfo.path.empty()) found.nfo = Pick(folder, {"movie.nfo"});
-    if (found.poster.path.empty()) found.poster = Pick(folder, folder_posters);
+    PickAll(folder, folder_posters, &found.posters);
   }
-  found.newest_ns = std::max({found.nfo.mtime_ns, found.show_nfo.mtime_ns, found.poster.mtime_ns,
-                              found.show_poster.mtime_ns});
+  if (!found.posters.empty()) found.poster = found.posters.front();
+  if (!found.show_posters.empty()) found.show_poster = found.show_posters.front();
+  found.newest_ns = std::max(found.nfo.mtime_ns, found.show_nfo.mtime_ns);
+  for (const auto* pictures : {&found.posters, &found.show_posters}) {
+    for (const Sidecar& picture : *pictures) {
+      found.newest_ns = std::max(found.newest_ns, picture.mtime_ns);
+    }
+  }
   return found;
 }
 

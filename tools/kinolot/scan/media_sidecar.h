@@ -25,6 +25,10 @@ struct Sidecars {
   Sidecar show_nfo;     // tvshow.nfo in an episode's show folder
   Sidecar poster;       // the video's own poster
   Sidecar show_poster;  // poster.* or folder.* in an episode's show folder
+  // Every picture that may serve as the poster or the show's, present on
+  // disk, in order of preference; `poster` and `show_poster` are the first.
+  // A picture that does not decode gives way to the next.
+  std::vector<Sidecar> posters, show_posters;
   // The latest modification time of them all: a sidecar changed after the
   // video was stored makes the video worth storing again.
   int64_t newest_ns = 0;
@@ -48,6 +52,9 @@ class SidecarFinder {
 
   // The first of `names` (lower case) present in `folder`, or none.
   Sidecar Pick(const std::string& folder, const std::vector<std::string>& names);
+  // Every one of `names` present in `folder`, appended to `found` in order.
+  void PickAll(const std::string& folder, const std::vector<std::string>& names,
+               std::vector<Sidecar>* found);
   Folder& Listing(const std::string& folder);
 
   std::map<std::string, Folder> folders_;

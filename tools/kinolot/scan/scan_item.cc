@@ -8,11 +8,13 @@
 #include <cerrno>
 #include <cstring>
 #include <sstream>
+#include <unordered_map>
 
 #include "kinolot/poster_store.h"
 #include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
 #include "media_probe.h"
+#include "picture_check.h"
 #include "video_description.h"
 
 namespace kinolot_scan {
@@ -36,6 +38,25 @@ Json::Value Parsed(const Json::Value& stored) {
 
 }  // namespace
 
+void UnifyShowTitles(std::vector<ScanItem>* items) {
+  std::unordered_map<std::string, const MediaName*> chosen;
+  auto key = [](const MediaName& name) {
+    return TitleKey(name.title) + "/" + std::to_string(name.year);
+  };
+  for (const ScanItem& item : *items) {
+    if (item.name.type != VIDEO_TYPE_TVSHOW_EPISODE) continue;
+    const MediaName*& first = chosen[key(item.name)];
+    if (!first || (first->show_folder.empty() && !item.name.show_folder.empty())) {
+      first = &item.name;
+    }
+  }
+  for (ScanItem& item : *items) {
+    if (item.name.type != VIDEO_TYPE_TVSHOW_EPISODE) continue;
+    const MediaName* first = chosen[key(item.name)];
+    if (first != &item.name) item.name.title = first->title;
+  }
+}
+
 void ItemContext::ReadItem(ScanItem* item) {
   const FoundVideo& found = *item->found;
   item->records = std::make_unique<ItemRecords>();
@@ -55,6 +76,9 @@ void ItemContext::ReadItem(ScanItem* item) {
   if (!item->sidecars.nfo.path.empty()) {
     have_nfo = ReadNfo(item->sidecars.nfo.path, &nfo, &error);
     if (!have_nfo) item->warnings.push_back({item->sidecars.nfo.path, error});
+    for (const std::string& warning : nfo.warnings) {
+      item->warnings.push_back({item->sidecars.nfo.path, warning});
+    }
   }
   const NfoInfo* show_nfo = item->sidecars.show_nfo.path.empty()
                                 ? nullptr
@@ -69,7 +93,10 @@ const NfoInfo* ItemContext::ShowNfo(const std::string& path, std::vector<PathIss
   if (known != show_nfos_.end()) return known->second.get();
   auto nfo = std::make_unique<NfoInfo>();
   std::string error;
-  if (!ReadNfo(path, nfo.get(), &error)) {
+  bool read = ReadNfo(path, nfo.get(), &error);
+  // The show's file is read once; its warnings come with the first episode.
+  for (const std::string& warning : nfo->warnings) warnings->push_back({path, warning});
+  if (!read) {
     warnings->push_back({path, error});
     nfo.reset();
   }
@@ -162,19 +189,28 @@ bool ItemContext::StoreItem(ScanItem* item, std::string* reason) {
 
 void ItemContext::StorePosters(ScanItem* item) {
   if (item->locked || item->mapper_id < 0) return;
-  auto import = [item](int mapper_id, const Sidecar& poster) {
-    // A poster stored after the picture last changed is the same picture.
-    if (poster.path.empty() || poster.mtime_ns / 1000 <= PosterStoredAt(mapper_id)) return;
-    if (ImportPoster(mapper_id, poster.path) != 0) {
-      item->warnings.push_back(
-          {poster.path, "poster not stored: the database server could not read the picture"});
+  // The first candidate that decodes is the poster; one stored after it last
+  // changed is the same picture.
+  auto import = [item](int mapper_id, const std::vector<Sidecar>& candidates) {
+    for (const Sidecar& poster : candidates) {
+      std::string reason;
+      if (!IsDecodablePicture(poster.path, &reason)) {
+        item->warnings.push_back({poster.path, "poster refused (" + reason + ")"});
+        continue;
+      }
+      if (poster.mtime_ns / 1000 <= PosterStoredAt(mapper_id)) return;
+      if (ImportPoster(mapper_id, poster.path) != 0) {
+        item->warnings.push_back(
+            {poster.path, "poster not stored: the database server could not read the picture"});
+      }
+      return;
     }
   };
-  import(item->mapper_id, item->sidecars.poster);
-  if (item->name.type == VIDEO_TYPE_TVSHOW_EPISODE && !item->sidecars.show_poster.path.empty()) {
+  import(item->mapper_id, item->sidecars.posters);
+  if (item->name.type == VIDEO_TYPE_TVSHOW_EPISODE && !item->sidecars.show_posters.empty()) {
     int show = GetTVShowMapperIDFromEpisode(item->mapper_id);
     if (show >= 0 && !state_.IsLockedShow(show) && show_posters_done_.insert(show).second) {
-      import(show, item->sidecars.show_poster);
+      import(show, item->sidecars.show_posters);
     }
   }
 }

@@ -42,6 +42,12 @@ struct ScanItem {
   std::vector<PathIssue> warnings;
 };
 
+// Gives the episodes of one show one spelling of its title: episodes whose
+// show titles differ only in spelling ("Marvel's ..." and "Marvels ...", a
+// dotted and a spaced form; see TitleKey) and year take the spelling of the
+// first one named from its show folder, else of the first one.
+void UnifyShowTitles(std::vector<ScanItem>* items);
+
 // Shared by the items of one scan: what was read once and is reused.
 class ItemContext {
  public:

@@ -136,6 +136,7 @@ void Scanner::Sort() {
       pending_.push_back(std::move(item));
     }
   }
+  UnifyShowTitles(&pending_);
 }
 
 bool Scanner::StoreAll(std::string* error) {

@@ -1,6 +1,7 @@
 // Building the stored description of a video; see video_description.h.
 #include "video_description.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -64,12 +65,25 @@ std::list<std::string> Names(const std::list<std::string>& names) {
   return valid;
 }
 
-void SetLists(const NfoInfo* nfo, _VIDEO_INFO_* info) {
-  if (nfo == nullptr) return;
-  info->gnere = Names(nfo->genres);
-  info->actor = Names(nfo->actors);
-  info->director = Names(nfo->directors);
-  info->writer = Names(nfo->writers);
+// The lists and extra information of the item. An episode also gets its
+// show's genres, and the show's cast where its own .nfo names none, so that
+// browsing by genre or actor finds the show's episodes.
+void SetLists(const NfoInfo* nfo, const NfoInfo* show_nfo, _VIDEO_INFO_* info) {
+  static const NfoInfo kNone;
+  const NfoInfo& own = nfo ? *nfo : kNone;
+  std::list<std::string> genres = own.genres, actors = own.actors;
+  if (show_nfo && info->type == LibKinolot::VIDEO_TYPE_TVSHOW_EPISODE) {
+    for (const std::string& genre : show_nfo->genres) {
+      if (std::find(genres.begin(), genres.end(), genre) == genres.end()) genres.push_back(genre);
+    }
+    if (actors.empty()) actors = show_nfo->actors;
+    info->tvshow_plus_info = show_nfo->extra;
+  }
+  info->gnere = Names(genres);
+  info->actor = Names(actors);
+  info->director = Names(own.directors);
+  info->writer = Names(own.writers);
+  info->plus_info = own.extra;
 }
 
 const std::string& Either(const NfoInfo* nfo, std::string NfoInfo::*field,
@@ -139,7 +153,7 @@ void DescribeVideo(const MediaName& name, const NfoInfo* nfo, const NfoInfo* sho
       break;
   }
   SetField(info->summary, Either(nfo, &NfoInfo::plot, kNone));
-  SetLists(nfo, info);
+  SetLists(nfo, show_nfo, info);
 }
 
 }  // namespace kinolot_scan
