@@ -118,9 +118,10 @@ void AddScanCommand(CLI::App& app) {
           ->expected(1)
           ->allow_extra_args(false)
           ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_flag("--json", arguments->json,
-                    "Print the summary as JSON: found, added, updated, unchanged, removed, "
-                    "failed, skipped and warnings, each listed entry with its path and reason");
+  command->add_flag(
+      "--json", arguments->json,
+      "Print the summary as JSON: found, added, updated, unchanged, removed, "
+      "moved, failed, skipped and warnings, each listed entry with its path and reason");
   command->add_flag("-q,--quiet", arguments->quiet, "No progress bar, only the summary");
   command->add_option("--batch-size", arguments->batch_size, "Files stored per transaction")
       ->check(CLI::Range(1, 100000));

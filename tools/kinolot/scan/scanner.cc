@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "file_moves.h"
 #include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
 #include "read_ahead.h"
@@ -66,8 +67,10 @@ class Scanner {
   void Walk();
   bool LoadState(std::string* error);
   void Sort();
+  void FindGone();
+  void ApplyMoves();
   bool StoreAll(std::string* error);
-  void RemoveVanished();
+  void RemoveGone();
 
   const ScanOptions& options_;
   size_t batch_size_;
@@ -76,6 +79,7 @@ class Scanner {
   ItemContext context_;
   std::vector<FoundVideo> videos_;
   std::vector<ScanItem> pending_;
+  std::vector<std::string> gone_;  // stored, vanished from the disk, sorted
 };
 
 bool Scanner::Run(std::string* error) {
@@ -83,8 +87,10 @@ bool Scanner::Run(std::string* error) {
   Walk();
   if (!LoadState(error)) return false;
   Sort();
+  FindGone();
+  ApplyMoves();
   if (!StoreAll(error)) return false;
-  RemoveVanished();
+  RemoveGone();
   summary_->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return true;
@@ -178,17 +184,61 @@ bool Scanner::StoreAll(std::string* error) {
   return true;
 }
 
-void Scanner::RemoveVanished() {
+void Scanner::FindGone() {
   std::unordered_set<std::string> found;
   for (const FoundVideo& video : videos_) found.insert(video.path);
-  std::vector<std::string> gone;
   for (const auto& entry : state_.files()) {
-    if (!found.count(entry.first) && Vanished(entry.first)) gone.push_back(entry.first);
+    if (!found.count(entry.first) && Vanished(entry.first)) gone_.push_back(entry.first);
   }
-  std::sort(gone.begin(), gone.end());
-  for (size_t first = 0; first < gone.size(); first += batch_size_) {
-    std::vector<std::string> batch(gone.begin() + first,
-                                   gone.begin() + std::min(gone.size(), first + batch_size_));
+  std::sort(gone_.begin(), gone_.end());
+}
+
+// Gone files that reappear elsewhere keep their items: they are renamed
+// instead of being removed, and their new paths are not stored again.
+void Scanner::ApplyMoves() {
+  std::vector<GoneFile> gone;
+  for (const std::string& path : gone_) gone.push_back({path, state_.Find(path)->size});
+  std::vector<NewFile> fresh;
+  std::vector<size_t> fresh_items;
+  for (size_t i = 0; i < pending_.size(); ++i) {
+    if (pending_[i].stored) continue;
+    fresh.push_back({pending_[i].found->path, pending_[i].size});
+    fresh_items.push_back(i);
+  }
+  std::vector<FileMove> moves = MatchMoves(gone, fresh);
+  std::sort(moves.begin(), moves.end(),
+            [](const FileMove& a, const FileMove& b) { return a.gone < b.gone; });
+  std::vector<bool> renamed_gone(gone.size(), false), renamed_item(pending_.size(), false);
+  for (size_t first = 0; first < moves.size(); first += batch_size_) {
+    std::vector<FileMove> batch(moves.begin() + first,
+                                moves.begin() + std::min(moves.size(), first + batch_size_));
+    std::vector<bool> renamed = StoreBatch(batch, [&](const FileMove& move) {
+      return RenameStoredFile(gone[move.gone].path, fresh[move.fresh].path);
+    });
+    for (size_t i = 0; i < batch.size(); ++i) {
+      if (!renamed[i]) continue;
+      renamed_gone[batch[i].gone] = true;
+      renamed_item[fresh_items[batch[i].fresh]] = true;
+      ++summary_->moved;
+    }
+  }
+  if (summary_->moved == 0) return;
+  std::vector<std::string> still_gone;
+  for (size_t i = 0; i < gone_.size(); ++i) {
+    if (!renamed_gone[i]) still_gone.push_back(std::move(gone_[i]));
+  }
+  gone_.swap(still_gone);
+  std::vector<ScanItem> still_pending;
+  for (size_t i = 0; i < pending_.size(); ++i) {
+    if (!renamed_item[i]) still_pending.push_back(std::move(pending_[i]));
+  }
+  pending_.swap(still_pending);
+}
+
+void Scanner::RemoveGone() {
+  for (size_t first = 0; first < gone_.size(); first += batch_size_) {
+    std::vector<std::string> batch(gone_.begin() + first,
+                                   gone_.begin() + std::min(gone_.size(), first + batch_size_));
     std::vector<bool> removed = StoreBatch(
         batch, [](const std::string& path) { return VideoInfoDelete(path.c_str(), false) == 0; });
     for (size_t i = 0; i < batch.size(); ++i) {
