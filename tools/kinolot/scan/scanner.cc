@@ -11,11 +11,13 @@
 #include <unordered_set>
 
 #include "file_moves.h"
+#include "folder_events.h"
 #include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
 #include "read_ahead.h"
 #include "scan_item.h"
 #include "scan_state.h"
+#include "store_batch.h"
 #include "video_description.h"
 
 namespace kinolot_scan {
@@ -25,32 +27,11 @@ using namespace LibKinolot;
 
 constexpr size_t kPathCapacity = sizeof(_VIDEO_INFO_::path);
 
-std::string FolderOf(const std::string& path) {
-  size_t slash = path.rfind('/');
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 // Gone from the disk, not merely out of reach (a folder that cannot be
 // read still holds its files).
 bool Vanished(const std::string& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
-// Runs `store` on every item of a batch inside one transaction. When any of
-// them fails, or the commit does, the transaction is spoilt: it is rolled
-// back and every item is stored again on its own, so that only the ones that
-// really fail are lost. `store` returns whether the item was stored.
-template <typename Item, typename Store>
-std::vector<bool> StoreBatch(std::vector<Item>& items, Store store) {
-  std::vector<bool> stored(items.size(), false);
-  bool whole = VideoDBBatchBegin() == 0;
-  for (size_t i = 0; whole && i < items.size(); ++i) whole = store(items[i]);
-  if (whole) whole = VideoDBBatchCommit() == 0;
-  if (whole) return std::vector<bool>(items.size(), true);
-  if (VideoDBBatchIsOpen()) VideoDBBatchRollback();
-  for (size_t i = 0; i < items.size(); ++i) stored[i] = store(items[i]);
-  return stored;
 }
 
 class Scanner {
@@ -118,14 +99,14 @@ bool Scanner::LoadState(std::string* error) {
 // ones to store.
 void Scanner::Sort() {
   std::unordered_map<std::string, int> per_folder;
-  for (const FoundVideo& video : videos_) ++per_folder[FolderOf(video.path)];
+  for (const FoundVideo& video : videos_) ++per_folder[ParentFolder(video.path)];
   SidecarFinder sidecars;
   for (const FoundVideo& video : videos_) {
     ScanItem item;
     item.found = &video;
     item.stored = state_.Find(video.path);
     item.name = NameMedia(video.path, video.kind);
-    item.sidecars = sidecars.Find(video.path, item.name, per_folder[FolderOf(video.path)] == 1);
+    item.sidecars = sidecars.Find(video.path, item.name, per_folder[ParentFolder(video.path)] == 1);
     item.size = video.size;
     item.mtime_ns = video.mtime_ns;
     const StoredFile* stored = item.stored;
