@@ -1,7 +1,16 @@
 // Watching folders: real video files copied, renamed, moved and deleted while
 // the watch engine runs against the real database, which is also restarted
 // underneath it.
+#include <fcntl.h>
+#include <httplib.h>
+#include <json/json.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -191,6 +200,46 @@ TEST_F(WatchTest, FoldersPastTheWatchLimitAreRescannedAtTheInterval) {
                 [](const std::string& line) { return line.find("limit") != std::string::npos; }),
             1)
       << "said once";
+}
+
+TEST_F(WatchTest, TheServerWatchesItsFoldersAndCountsChangesForPages) {
+  int out[2];
+  ASSERT_EQ(pipe(out), 0);
+  pid_t server = fork();
+  if (server == 0) {
+    dup2(out[1], STDOUT_FILENO);
+    dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+    execl(KINOLOT_COMMAND, "kinolot", "serve", "--listen", "127.0.0.1:0", "--watch",
+          dir_.path().c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(out[1]);
+  FILE* output = fdopen(out[0], "r");
+  char line[256] = "";
+  ASSERT_NE(fgets(line, sizeof(line), output), nullptr);
+  const char* port = std::strrchr(line, ':');
+  ASSERT_NE(port, nullptr) << line;
+  httplib::Client client("127.0.0.1", std::atoi(port + 1));
+  auto get = [&](const std::string& path) {
+    Json::Value answer;
+    if (httplib::Result result = client.Get(path.c_str()))
+      Json::Reader().parse(result->body, answer);
+    return answer;
+  };
+  EXPECT_TRUE(WaitFor([&] { return get("/api/library-changes")["changes"] == 0; }));
+  std::string path = Place("Served (2020).mkv");
+  EXPECT_TRUE(WaitFor([&] { return get("/api/library-changes")["changes"].asInt() > 0; }));
+  EXPECT_TRUE(Stored(path));
+  EXPECT_EQ(get("/api/movie")["total"].asInt(), 1);
+  kill(server, SIGTERM);
+  int status = -1;
+  waitpid(server, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  // Its watch ended with it: no writer holds the pipe open any more.
+  pollfd end{fileno(output), POLLIN, 0};
+  ASSERT_EQ(poll(&end, 1, 10000), 1);
+  EXPECT_EQ(read(end.fd, line, sizeof(line)), 0);
+  fclose(output);
 }
 
 }  // namespace
