@@ -161,6 +161,19 @@ TEST_F(WatchTest, RenamesAndMovesKeepTheItemWithoutProbingAndDeletionsRemove) {
   ASSERT_TRUE(WaitFor([&] { return Count("video_file") == 0; }));
 }
 
+TEST_F(WatchTest, AFolderFilledOutOfSightAndRenamedIntoViewIsStored) {
+  StartWatch();
+  std::string hidden = Place(".incoming/Film (2001).mkv");
+  fs::rename(dir_ / ".incoming", dir_ / "Film (2001)");
+  std::string path = dir_ / "Film (2001)/Film (2001).mkv";
+  ASSERT_TRUE(WaitFor([&] { return Stored(path); }));
+  // Watched from now on like any other folder.
+  fs::rename(path, dir_ / "Film (2001)/Film.mkv");
+  ASSERT_TRUE(WaitFor([&] { return Stored(dir_ / "Film (2001)/Film.mkv"); }));
+  EXPECT_EQ(Count("video_file"), 1);
+  EXPECT_FALSE(Stored(hidden));
+}
+
 TEST_F(WatchTest, ANewNfoBesideAVideoUpdatesIt) {
   Place("x/x.mkv");
   StartWatch();

@@ -44,6 +44,10 @@ bool OnNetworkFileSystem(const std::string& folder) {
   }
 }
 
+std::string BaseName(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
 std::string Join(const std::string& folder, const std::string& name) {
   return folder == "/" ? "/" + name : folder + "/" + name;
 }
@@ -162,6 +166,21 @@ void FolderEvents::Handle(int wd, uint32_t mask, uint32_t cookie, const std::str
     if (half != unpaired_.end()) {
       WatchedMove move{half->second.from, path, is_folder};
       unpaired_.erase(half);
+      // A hidden folder is not watched: one renamed into view arrives like a
+      // folder moved in, one renamed out of view leaves like one moved out.
+      const bool was_hidden = is_folder && BaseName(move.from)[0] == '.';
+      const bool is_hidden = is_folder && name[0] == '.';
+      if (was_hidden || is_hidden) {
+        if (!was_hidden) {
+          Unwatch(move.from);
+          batch->touched.push_back({move.from, now});
+        }
+        if (!is_hidden) {
+          WatchTree(path, batch);
+          batch->touched.push_back({path, now});
+        }
+        return;
+      }
       if (is_folder) RenameWatches(move.from, move.to);
       if (is_folder || IsScannedName(name) || IsScannedName(move.from)) {
         batch->moves.push_back(std::move(move));
