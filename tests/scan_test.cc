@@ -10,6 +10,7 @@
 
 #include "kinolot/poster_store.h"
 #include "scan/media_name.h"
+#include "scan/media_probe.h"
 #include "scan/nfo_reader.h"
 #include "scan/progress.h"
 #include "scan/scanner.h"
@@ -394,6 +395,53 @@ TEST_F(ScanTest, RescansStoreOnlyWhatChanged) {
   EXPECT_EQ(Query("SELECT title, summary FROM movie JOIN summary USING (mapper_id) ORDER BY 1"),
             (Rows{{"Changed", ""}, {"Described", "New plot."}, {"New", ""}}));
   EXPECT_EQ(Count("video_file"), 4);
+}
+
+TEST_F(ScanTest, MovedAndRenamedFilesKeepTheirItems) {
+  for (int i = 0; i < 50; ++i) {
+    Place(Sample::kMatroskaH264, "old/Batch/Film " + std::to_string(i) + " (2000).mkv");
+  }
+  std::string owl = Place(Sample::kMatroskaH264, "old/Night Owl (2015)/Night Owl (2015).mkv");
+  std::string notes = Write("Old Notes (2010).avi", "not a video\n");
+  // Two files of one item: the library renames an item's files together, so
+  // moving one of them must not be a rename.
+  Place(Sample::kMp4Mpeg4, "Pair (2003).mp4");
+  Place(Sample::kMp4Mpeg4, "pair/Pair.2003.mp4");
+  ASSERT_EQ(Scan().added, 54);
+  std::string owl_id = MapperOf(owl);
+  std::string first_id = MapperOf(dir_ / "old/Batch/Film 0 (2000).mkv");
+  Exec("UPDATE movie SET title = 'My Owl', islock = true WHERE mapper_id = " + owl_id);
+  Exec("UPDATE summary SET summary = 'Edited' WHERE mapper_id = " + owl_id);
+  Exec("INSERT INTO collection(uid, title) VALUES (1024, 'Favs')");
+  Exec("INSERT INTO collection_map(mapper_id, collection_id) VALUES (" + owl_id + ", 1)");
+
+  std::filesystem::create_directories(dir_ / "new/deeper");
+  std::filesystem::rename(dir_ / "old/Batch", dir_ / "new/deeper/Batch");
+  std::string owl_now = dir_ / "new/Night.Owl.2015.1080p.mkv";
+  std::filesystem::rename(owl, owl_now);
+  std::filesystem::remove(notes);
+  std::string other_notes = Write("Other Notes (2011).avi", "not a video\n");
+  std::filesystem::rename(dir_ / "pair", dir_ / "pair2");
+  long probes = ProbeCount();
+  ScanSummary summary = Scan();
+  EXPECT_EQ(summary.moved, 51);
+  // The moved folder cost no probe: the renamed file was opened once, the
+  // unreadable one of equal size once to be refused as the vanished one, and
+  // the two added files once each to be stored.
+  EXPECT_EQ(ProbeCount() - probes, 1 + 1 + 2);
+  EXPECT_EQ(summary.added, 2);
+  EXPECT_EQ(summary.removed, 2);
+  EXPECT_EQ(SummaryJson(summary)["moved"].asInt(), 51);
+  EXPECT_EQ(MapperOf(dir_ / "new/deeper/Batch/Film 0 (2000).mkv"), first_id);
+  EXPECT_EQ(MapperOf(owl_now), owl_id);
+  EXPECT_EQ(Query("SELECT title, islock, summary, collection_id FROM movie JOIN summary USING "
+                  "(mapper_id) JOIN collection_map USING (mapper_id)"),
+            (Rows{{"My Owl", "t", "Edited", "1"}}));
+  EXPECT_EQ(Value("SELECT count(*) FROM video_file WHERE path LIKE '%/old/%'"), "0");
+  EXPECT_EQ(Value("SELECT count(DISTINCT mapper_id) FROM video_file WHERE path LIKE '%Pair%'"),
+            "1");
+  EXPECT_EQ(Count("video_file"), 54);
+  EXPECT_EQ(Scan().unchanged, 54) << "a moved file is stored as it is now";
 }
 
 TEST_F(ScanTest, LockedItemsKeepTheirMetadata) {

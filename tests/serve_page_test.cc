@@ -9,12 +9,14 @@
 #include <unistd.h>
 
 #include <fcntl.h>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 
+#include "serve/change_routes.h"
 #include "support/serve_fixture.h"
 
 namespace kinolot_test {
@@ -192,6 +194,26 @@ TEST_F(ServePageTest, ShowsTheLibraryItsItemsAndTheEditForm) {
   EXPECT_EQ(movie["additional"]["summary"], "Sum A");
   EXPECT_EQ(movie["additional"]["actor"].size(), 2u);
   EXPECT_EQ(movie["additional"]["director"][0], "Zed");
+}
+
+TEST_F(ServePageTest, AnOpenPageShowsChangesWithoutAReload) {
+  std::atomic<long> changes{0};
+  server_ = std::make_unique<kinolot_serve::WebServer>(kinolot_serve::ServeOptions{});
+  kinolot_serve::AddChangeRoutes(*server_, [&changes] { return changes.load(); });
+  port_ = server_->Bind();
+  ASSERT_GT(port_, 0);
+  thread_ = std::thread([this] { server_->Run(); });
+  Browser browser;
+  ASSERT_TRUE(browser.ok());
+  browser.Open("http://127.0.0.1:" + std::to_string(port_) + "/#/movie");
+  ASSERT_TRUE(browser.WaitFor("return document.querySelectorAll('[data-title]').length === 5;"));
+  browser.Run("window.notReloaded = true;");
+  // Polled once unchanged, so the page holds the count it will compare with.
+  ASSERT_TRUE(browser.WaitFor("return libraryChanges === 0;"));
+  AddMovie("Arrived", 2020);
+  ++changes;
+  EXPECT_TRUE(browser.WaitFor("return !!document.querySelector('[data-title=\"Arrived\"]');"));
+  EXPECT_TRUE(browser.Run("return window.notReloaded === true;").asBool());
 }
 
 }  // namespace

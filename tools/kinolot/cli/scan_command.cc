@@ -4,6 +4,8 @@
 // every file was stored, 1 when some failed, 2 on a usage or database error.
 #include <json/writer.h>
 #include <limits.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,9 +14,11 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #include "commands.h"
 #include "kinolot/video_db.h"
+#include "scan/folder_watch.h"
 #include "scan/scanner.h"
 
 namespace kinolot_cli {
@@ -28,6 +32,8 @@ struct ScanArguments {
   bool json = false;
   bool quiet = false;
   size_t batch_size = 200;
+  bool watch = false;
+  int rescan_seconds = 300;
 };
 
 [[noreturn]] void Fail(const std::string& message, int status) {
@@ -76,12 +82,42 @@ void PrintSummary(const ScanSummary& summary, bool json) {
   std::cout << Json::writeString(writer, SummaryJson(summary)) << "\n";
 }
 
+// Follows the folders until SIGINT or SIGTERM, one line per change on
+// standard output.
+void WatchFolders(std::vector<ScanFolder> folders, const ScanArguments& arguments) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  WatchOptions options;
+  options.folders = std::move(folders);
+  options.batch_size = arguments.batch_size;
+  options.rescan_seconds = arguments.rescan_seconds;
+  options.report = [](const std::string& line) {
+    std::cout << "kinolot scan: " << line << std::endl;
+  };
+  FolderWatch watch(std::move(options));
+  std::thread waiter([&] {
+    int signal = 0;
+    sigwait(&signals, &signal);
+    watch.Stop();
+  });
+  std::string error;
+  bool ran = watch.Run(&error);
+  pthread_kill(waiter.native_handle(), SIGTERM);
+  waiter.join();
+  LibKinolot::VideoDBConnClose();
+  if (!ran) Fail(error, 2);
+}
+
 void RunScanCommand(const CLI::App& command, const CLI::Option* folder_option,
                     const CLI::Option* kind_option, const ScanArguments& arguments) {
   ScanOptions options;
   options.folders = FoldersWithKinds(command, folder_option, kind_option, arguments);
   for (ScanFolder& folder : options.folders) folder.path = ResolveFolder(folder.path);
   options.batch_size = arguments.batch_size;
+  if (arguments.watch) return WatchFolders(std::move(options.folders), arguments);
   ProgressBar progress(STDERR_FILENO, !arguments.quiet && isatty(STDERR_FILENO));
   options.progress = &progress;
 
@@ -118,12 +154,22 @@ void AddScanCommand(CLI::App& app) {
           ->expected(1)
           ->allow_extra_args(false)
           ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_flag("--json", arguments->json,
-                    "Print the summary as JSON: found, added, updated, unchanged, removed, "
-                    "failed, skipped and warnings, each listed entry with its path and reason");
+  command->add_flag(
+      "--json", arguments->json,
+      "Print the summary as JSON: found, added, updated, unchanged, removed, "
+      "moved, failed, skipped and warnings, each listed entry with its path and reason");
   command->add_flag("-q,--quiet", arguments->quiet, "No progress bar, only the summary");
   command->add_option("--batch-size", arguments->batch_size, "Files stored per transaction")
       ->check(CLI::Range(1, 100000));
+  command->add_flag("--watch", arguments->watch,
+                    "After the scan, keep the library current as the folders change, until "
+                    "interrupted: one line per change on standard output");
+  command
+      ->add_option("--rescan-interval", arguments->rescan_seconds,
+                   "With --watch, seconds between rescans of folders that send no change "
+                   "events (network file systems, folders past the system's watch limit)")
+      ->check(CLI::Range(1, 86400))
+      ->capture_default_str();
   command->callback([command, folders, kinds, arguments] {
     RunScanCommand(*command, folders, kinds, *arguments);
   });

@@ -10,7 +10,9 @@
 
 #include "commands.h"
 #include "kinolot/video_metadata_api.h"
+#include "serve/change_routes.h"
 #include "serve/web_server.h"
+#include "watch_process.h"
 
 namespace kinolot_cli {
 
@@ -36,6 +38,8 @@ struct ServeArguments {
   std::string tokenFile;
   std::string user = "1024";
   int threads = 0;
+  std::vector<std::string> watch;
+  int rescanSeconds = 300;
 };
 
 [[noreturn]] void Fail(const std::string& message) {
@@ -84,8 +88,14 @@ void Serve(const ServeArguments& arguments) {
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  WatchProcess watch;
+  std::string watchError;
+  if (!arguments.watch.empty() &&
+      !watch.Start(arguments.watch, arguments.rescanSeconds, watchError))
+    Fail(watchError);
 
   WebServer server(std::move(options));
+  AddChangeRoutes(server, [&watch] { return watch.changes(); });
   const int port = server.Bind();
   if (port < 0) Fail("cannot listen on " + arguments.listen);
   if (!LibKinolot::VideoMetadataAPI().DatabaseAnswers())
@@ -124,6 +134,16 @@ void AddServeCommand(CLI::App& app) {
                    "Requests worked on at once, 0 for two per processor core (connections are not "
                    "limited by it)")
       ->check(CLI::Range(0, 256))
+      ->capture_default_str();
+  serve
+      ->add_option("--watch", arguments->watch,
+                   "Keep the library current as these folders change (as `kinolot scan --watch`); "
+                   "open pages show the changes")
+      ->check(CLI::ExistingDirectory);
+  serve
+      ->add_option("--rescan-interval", arguments->rescanSeconds,
+                   "With --watch, seconds between rescans of folders that send no change events")
+      ->check(CLI::Range(1, 86400))
       ->capture_default_str();
   serve->callback([arguments] {
     try {

@@ -9,6 +9,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -134,7 +135,16 @@ const char* Tag(const AVDictionary* metadata, const char* key) {
 
 }  // namespace
 
+namespace {
+std::atomic<long> probes{0};
+}  // namespace
+
+long ProbeCount() {
+  return probes.load();
+}
+
 bool ProbeMedia(const std::string& path, _VIDEO_INFO_* file, MediaTags* tags, std::string* error) {
+  ++probes;
   static std::once_flag quiet;
   // Damaged files are reported by the scanner; the library's own chatter
   // would only break up the progress bar.

@@ -28,6 +28,10 @@ struct MediaTags {
 bool ProbeMedia(const std::string& path, LibKinolot::_VIDEO_INFO_* file, MediaTags* tags,
                 std::string* error);
 
+// How many files ProbeMedia has opened in this process, for telling how much
+// work a scan or a watch really did.
+long ProbeCount();
+
 }  // namespace kinolot_scan
 
 #endif  // KINOLOT_TOOLS_SCAN_MEDIA_PROBE_H_

@@ -18,6 +18,11 @@ using namespace LibKinolot;
 const char kStoredMicroseconds[] =
     "(extract(epoch FROM modify_date::timestamptz) * 1000000)::bigint AS stored_us";
 
+// The columns StoredTechnicalText reads, in the order it joins them.
+const char kTechnicalColumns[] =
+    "container_type, duration, video_codec, resolutionx, resolutiony, audio_codec, frequency, "
+    "channel";
+
 struct HandleFree {
   void operator()(_VIDEO_DB_HANDLER_* handle) const { VideoDBHandlerFree(handle); }
 };
@@ -105,6 +110,36 @@ std::string StoredPathOf(int mapper_id, bool of_show) {
   Handle handle(
       VideoDBOpenEX(tables, of_show ? "f.path" : "path", where.get(), nullptr, nullptr, 0, 1));
   return handle && NextRow(handle) ? Field(handle, "path") : "";
+}
+
+namespace {
+
+// A query on video_file for the one file `path`; null on failure.
+Handle SelectFile(const char* columns, const char* format, const std::string& path) {
+  HeapText where(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, path.c_str()));
+  if (!where) return nullptr;
+  return Handle(VideoDBOpenEX("video_file", columns, where.get(), nullptr, nullptr, -1, -1));
+}
+
+}  // namespace
+
+int FilesOfItemOf(const std::string& path) {
+  Handle handle =
+      SelectFile("count(*) AS n",
+                 "mapper_id = (SELECT mapper_id FROM video_file WHERE path = '@VEXO:VAR')", path);
+  if (!handle || !NextRow(handle)) return -1;
+  return std::atoi(Field(handle, "n"));
+}
+
+std::string StoredTechnicalText(const std::string& path) {
+  Handle handle = SelectFile(kTechnicalColumns, "path = '@VEXO:VAR'", path);
+  if (!handle || !NextRow(handle)) return "";
+  std::string text;
+  for (const char* column : {"container_type", "duration", "video_codec", "resolutionx",
+                             "resolutiony", "audio_codec", "frequency", "channel"}) {
+    text += std::string(Field(handle, column)) + "|";
+  }
+  return text;
 }
 
 bool DatabaseReachable(std::string* problem) {

@@ -50,6 +50,17 @@ int64_t PosterStoredAt(int mapper_id);
 // episode file of the show `mapper_id`; empty when there is none.
 std::string StoredPathOf(int mapper_id, bool of_show);
 
+// How many stored files belong to the item of the stored file `path`: 1
+// when it is the item's only file, 0 when `path` is not stored, -1 when the
+// database cannot be read.
+int FilesOfItemOf(const std::string& path);
+
+// The stored technical data of the file `path` as one line of text
+// (container, duration, codecs, picture size, audio rate and channels), in
+// the form ProbedTechnicalText (file_moves.h) gives a probed file; "" when
+// it is not stored or cannot be read.
+std::string StoredTechnicalText(const std::string& path);
+
 // Whether the database can be reached now. When it cannot, `problem` says
 // why, naming the server tried (libpq's own message); when it can but a
 // statement failed, `problem` points to the system log.

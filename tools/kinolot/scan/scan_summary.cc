@@ -34,6 +34,7 @@ Json::Value SummaryJson(const ScanSummary& summary) {
   json["updated"] = static_cast<Json::Int64>(summary.updated);
   json["unchanged"] = static_cast<Json::Int64>(summary.unchanged);
   json["removed"] = static_cast<Json::Int64>(summary.removed);
+  json["moved"] = static_cast<Json::Int64>(summary.moved);
   json["failed"] = IssuesJson(summary.failed);
   json["skipped"] = IssuesJson(summary.skipped);
   json["warnings"] = IssuesJson(summary.warnings);
@@ -44,10 +45,10 @@ Json::Value SummaryJson(const ScanSummary& summary) {
 std::string SummaryText(const ScanSummary& summary) {
   char counts[256];
   snprintf(counts, sizeof(counts),
-           "%ld found: %ld added, %ld updated, %ld unchanged, %ld removed, %zu failed "
-           "(%.1f s)\n",
+           "%ld found: %ld added, %ld updated, %ld unchanged, %ld removed, %zu failed, "
+           "%ld moved (%.1f s)\n",
            summary.found, summary.added, summary.updated, summary.unchanged, summary.removed,
-           summary.failed.size(), summary.seconds);
+           summary.failed.size(), summary.moved, summary.seconds);
   std::string text = counts;
   AppendIssues("failed", summary.failed, &text);
   AppendIssues("warning", summary.warnings, &text);

@@ -10,11 +10,14 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "file_moves.h"
+#include "folder_events.h"
 #include "kinolot/video_db_batch.h"
 #include "kinolot/video_info_store.h"
 #include "read_ahead.h"
 #include "scan_item.h"
 #include "scan_state.h"
+#include "store_batch.h"
 #include "video_description.h"
 
 namespace kinolot_scan {
@@ -24,32 +27,11 @@ using namespace LibKinolot;
 
 constexpr size_t kPathCapacity = sizeof(_VIDEO_INFO_::path);
 
-std::string FolderOf(const std::string& path) {
-  size_t slash = path.rfind('/');
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 // Gone from the disk, not merely out of reach (a folder that cannot be
 // read still holds its files).
 bool Vanished(const std::string& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
-// Runs `store` on every item of a batch inside one transaction. When any of
-// them fails, or the commit does, the transaction is spoilt: it is rolled
-// back and every item is stored again on its own, so that only the ones that
-// really fail are lost. `store` returns whether the item was stored.
-template <typename Item, typename Store>
-std::vector<bool> StoreBatch(std::vector<Item>& items, Store store) {
-  std::vector<bool> stored(items.size(), false);
-  bool whole = VideoDBBatchBegin() == 0;
-  for (size_t i = 0; whole && i < items.size(); ++i) whole = store(items[i]);
-  if (whole) whole = VideoDBBatchCommit() == 0;
-  if (whole) return std::vector<bool>(items.size(), true);
-  if (VideoDBBatchIsOpen()) VideoDBBatchRollback();
-  for (size_t i = 0; i < items.size(); ++i) stored[i] = store(items[i]);
-  return stored;
 }
 
 class Scanner {
@@ -66,8 +48,10 @@ class Scanner {
   void Walk();
   bool LoadState(std::string* error);
   void Sort();
+  void FindGone();
+  void ApplyMoves();
   bool StoreAll(std::string* error);
-  void RemoveVanished();
+  void RemoveGone();
 
   const ScanOptions& options_;
   size_t batch_size_;
@@ -76,6 +60,7 @@ class Scanner {
   ItemContext context_;
   std::vector<FoundVideo> videos_;
   std::vector<ScanItem> pending_;
+  std::vector<std::string> gone_;  // stored, vanished from the disk, sorted
 };
 
 bool Scanner::Run(std::string* error) {
@@ -83,8 +68,10 @@ bool Scanner::Run(std::string* error) {
   Walk();
   if (!LoadState(error)) return false;
   Sort();
+  FindGone();
+  ApplyMoves();
   if (!StoreAll(error)) return false;
-  RemoveVanished();
+  RemoveGone();
   summary_->seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return true;
@@ -112,14 +99,14 @@ bool Scanner::LoadState(std::string* error) {
 // ones to store.
 void Scanner::Sort() {
   std::unordered_map<std::string, int> per_folder;
-  for (const FoundVideo& video : videos_) ++per_folder[FolderOf(video.path)];
+  for (const FoundVideo& video : videos_) ++per_folder[ParentFolder(video.path)];
   SidecarFinder sidecars;
   for (const FoundVideo& video : videos_) {
     ScanItem item;
     item.found = &video;
     item.stored = state_.Find(video.path);
     item.name = NameMedia(video.path, video.kind);
-    item.sidecars = sidecars.Find(video.path, item.name, per_folder[FolderOf(video.path)] == 1);
+    item.sidecars = sidecars.Find(video.path, item.name, per_folder[ParentFolder(video.path)] == 1);
     item.size = video.size;
     item.mtime_ns = video.mtime_ns;
     const StoredFile* stored = item.stored;
@@ -179,17 +166,61 @@ bool Scanner::StoreAll(std::string* error) {
   return true;
 }
 
-void Scanner::RemoveVanished() {
+void Scanner::FindGone() {
   std::unordered_set<std::string> found;
   for (const FoundVideo& video : videos_) found.insert(video.path);
-  std::vector<std::string> gone;
   for (const auto& entry : state_.files()) {
-    if (!found.count(entry.first) && Vanished(entry.first)) gone.push_back(entry.first);
+    if (!found.count(entry.first) && Vanished(entry.first)) gone_.push_back(entry.first);
   }
-  std::sort(gone.begin(), gone.end());
-  for (size_t first = 0; first < gone.size(); first += batch_size_) {
-    std::vector<std::string> batch(gone.begin() + first,
-                                   gone.begin() + std::min(gone.size(), first + batch_size_));
+  std::sort(gone_.begin(), gone_.end());
+}
+
+// Gone files that reappear elsewhere keep their items: they are renamed
+// instead of being removed, and their new paths are not stored again.
+void Scanner::ApplyMoves() {
+  std::vector<GoneFile> gone;
+  for (const std::string& path : gone_) gone.push_back({path, state_.Find(path)->size});
+  std::vector<NewFile> fresh;
+  std::vector<size_t> fresh_items;
+  for (size_t i = 0; i < pending_.size(); ++i) {
+    if (pending_[i].stored) continue;
+    fresh.push_back({pending_[i].found->path, pending_[i].size});
+    fresh_items.push_back(i);
+  }
+  std::vector<FileMove> moves = MatchMoves(gone, fresh);
+  std::sort(moves.begin(), moves.end(),
+            [](const FileMove& a, const FileMove& b) { return a.gone < b.gone; });
+  std::vector<bool> renamed_gone(gone.size(), false), renamed_item(pending_.size(), false);
+  for (size_t first = 0; first < moves.size(); first += batch_size_) {
+    std::vector<FileMove> batch(moves.begin() + first,
+                                moves.begin() + std::min(moves.size(), first + batch_size_));
+    std::vector<bool> renamed = StoreBatch(batch, [&](const FileMove& move) {
+      return RenameStoredFile(gone[move.gone].path, fresh[move.fresh].path);
+    });
+    for (size_t i = 0; i < batch.size(); ++i) {
+      if (!renamed[i]) continue;
+      renamed_gone[batch[i].gone] = true;
+      renamed_item[fresh_items[batch[i].fresh]] = true;
+      ++summary_->moved;
+    }
+  }
+  if (summary_->moved == 0) return;
+  std::vector<std::string> still_gone;
+  for (size_t i = 0; i < gone_.size(); ++i) {
+    if (!renamed_gone[i]) still_gone.push_back(std::move(gone_[i]));
+  }
+  gone_.swap(still_gone);
+  std::vector<ScanItem> still_pending;
+  for (size_t i = 0; i < pending_.size(); ++i) {
+    if (!renamed_item[i]) still_pending.push_back(std::move(pending_[i]));
+  }
+  pending_.swap(still_pending);
+}
+
+void Scanner::RemoveGone() {
+  for (size_t first = 0; first < gone_.size(); first += batch_size_) {
+    std::vector<std::string> batch(gone_.begin() + first,
+                                   gone_.begin() + std::min(gone_.size(), first + batch_size_));
     std::vector<bool> removed = StoreBatch(
         batch, [](const std::string& path) { return VideoInfoDelete(path.c_str(), false) == 0; });
     for (size_t i = 0; i < batch.size(); ++i) {
