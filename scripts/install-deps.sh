@@ -11,6 +11,7 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   libpugixml-dev libcli11-dev libcpp-httplib-dev libboost-dev
   chromium chromium-driver fonts-dejavu-core
+  dpkg-dev fakeroot file lintian systemd man-db adduser
 )
 
 missing=()

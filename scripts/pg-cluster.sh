@@ -10,7 +10,7 @@
 # cluster made by an older version gains the tables and indexes added since
 # and keeps its rows. Clients reach it with PGHOST=DIR/socket PGPORT=5432.
 # When run as root the server runs as the "postgres" user, since PostgreSQL
-# refuses to run as root.
+# refuses to run as root, or as the system user named by KINOLOT_CLUSTER_USER.
 set -euo pipefail
 
 usage() { echo "usage: $0 start|stop DIR [--log-statements]" >&2; exit 2; }
@@ -24,8 +24,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 bindir=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -n 1)
 [ -x "$bindir/pg_ctl" ] || { echo "PostgreSQL server not installed; run scripts/install-deps.sh" >&2; exit 1; }
 
+server_user=${KINOLOT_CLUSTER_USER:-postgres}
 as_server_user() {
-  if [ "$(id -u)" -eq 0 ]; then runuser -u postgres -- "$@"; else "$@"; fi
+  if [ "$(id -u)" -eq 0 ]; then runuser -u "$server_user" -- "$@"; else "$@"; fi
 }
 
 case "$action" in
@@ -39,7 +40,7 @@ start)
     chmod 700 "$dir/data"
     if [ "$(id -u)" -eq 0 ]; then
       chmod 755 "$dir"
-      chown postgres:postgres "$dir/data" "$dir/socket"
+      chown "$server_user": "$dir/data" "$dir/socket"
     fi
     as_server_user "$bindir/initdb" -D "$dir/data" -U postgres --auth=trust -E UTF8 \
       --locale=C.UTF-8 >"$dir/initdb.log" 2>&1 || { cat "$dir/initdb.log" >&2; exit 1; }

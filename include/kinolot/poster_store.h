@@ -3,11 +3,16 @@
 // together with the MD5 digest of the image. These functions download a
 // poster from candidate URLs, store it, and write it back out to a file.
 //
-// The database server itself reads and writes the image files (its
-// large-object import and export), so it must see the same file system as
-// the calling process, and the files and folders involved must be open to
-// the server's operating-system user. Everything runs on the process-wide
-// connection of video_db.h; use these functions from one thread at a time.
+// A database server on this machine is asked to read and write the image
+// files itself (its large-object import and export). When it cannot (the
+// file or folder is closed to its operating-system user, it runs in a
+// container or on another machine, which is then never asked), this process
+// reads or writes the file and moves the bytes over the connection with the
+// client-side large-object calls, to the same rows with the same digest.
+// Everything runs on the process-wide connection of video_db.h; use these
+// functions from one thread at a time. Inside a batch (video_db_batch.h) the
+// bytes always go over the connection, under a savepoint, so that a failed
+// poster cannot spoil the batch.
 // Failures are return values and lines in syslog (source name "video_db",
 // priority 3); nothing throws. Paths may hold any letters, quotes,
 // backslashes and percent signs.
@@ -51,13 +56,13 @@ KINOLOT_EXPORT int DownloadPoster(std::vector<std::string>& urls, std::string& p
 // video has one, the row updated to the new large object, digest and time.
 // The large object an update replaces is kept. Returns 0, or -1 when there is
 // no database connection (nothing is stored), when the video does not exist
-// and when the server cannot read the file.
+// and when neither the server nor this process can read the file.
 KINOLOT_EXPORT int ImportPoster(int mapperId, std::string path);
 
-// Has the database server write the poster of `mapperId` into the file
-// `path`, which the server's user must be able to create. Returns 0, also
-// for a video without a poster (then no file is written), or -1 when there is
-// no connection or the server cannot write the file.
+// Writes the poster of `mapperId` into the file `path`: the server writes it
+// when it can, otherwise this process does. Returns 0, also for a video
+// without a poster (then no file is written), or -1 when there is no
+// connection or neither can write the file.
 KINOLOT_EXPORT int ExportPoster(int mapperId, std::string path);
 
 // Downloads a poster from `urls` (DownloadPoster), stores it for `mapperId`

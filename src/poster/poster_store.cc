@@ -21,6 +21,7 @@
 #include "kinolot/file_download.h"
 #include "kinolot/platform/vlib_c.h"
 #include "kinolot/video_db.h"
+#include "platform/db_large_object.h"
 
 namespace LibKinolot {
 namespace {
@@ -162,6 +163,92 @@ int DownloadFirstPoster(std::vector<std::string>& urls, std::string& path) {
   return result;
 }
 
+// Runs `format` filled with `args` without logging a failure: the caller
+// may still reach its end another way. False with the reason in `error`.
+template <typename... Args>
+bool ExecQuiet(DBConnect_tag* connection, std::string& error, ResultOwner* result,
+               const char* format, Args... args) {
+  HeapText sql(VEXODBEscapeStringEX3(kVexoDBKindPostgreSQL, format, args...));
+  if (!sql) {
+    error = "the statement could not be formatted";
+    return false;
+  }
+  if (VEXODBExecute(connection, sql.get(), result ? result->out() : nullptr) == 0) return true;
+  error = std::string("[") + sql.get() + "] (" + VEXODBErrorGet(connection) + ")";
+  return false;
+}
+
+// The large-object calls over the connection need a transaction: a new one,
+// or a savepoint inside the caller's, so that a failure undoes only this.
+class Transaction {
+ public:
+  explicit Transaction(DBConnect_tag* connection)
+      : connection_(connection), nested_(InTransaction(connection)) {
+    open_ = VEXODBExecute(connection_, nested_ ? "SAVEPOINT poster_store" : "BEGIN", nullptr) == 0;
+  }
+  ~Transaction() {
+    if (open_) {
+      VEXODBExecute(connection_, nested_ ? "ROLLBACK TO SAVEPOINT poster_store" : "ROLLBACK",
+                    nullptr);
+    }
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  bool open() const { return open_; }
+  bool Commit() {
+    if (!open_) return false;
+    open_ = false;
+    return VEXODBExecute(connection_, nested_ ? "RELEASE SAVEPOINT poster_store" : "COMMIT",
+                         nullptr) == 0;
+  }
+
+ private:
+  DBConnect_tag* connection_;
+  bool nested_;
+  bool open_ = false;
+};
+
+// Whether the server should be asked to open `path` itself: it runs on this
+// machine, and no transaction is open that its failure would spoil.
+bool ServerMayOpenFiles(DBConnect_tag* connection) {
+  return ServerOnThisMachine(connection) && !InTransaction(connection);
+}
+
+// Stores the poster with this process reading the file: the image becomes a
+// new large object over the connection, and the row points at it.
+bool StoreThroughConnection(DBConnect_tag* connection, int mapperId, bool update,
+                            const std::string& path, const std::string& md5, std::string& error) {
+  Transaction transaction(connection);
+  if (!transaction.open()) {
+    error = std::string("[BEGIN] (") + VEXODBErrorGet(connection) + ")";
+    return false;
+  }
+  unsigned int oid = LargeObjectImport(connection, path.c_str());
+  if (oid == 0) {
+    error = "[client-side import of " + path + "] (" + VEXODBErrorGet(connection) + ")";
+    return false;
+  }
+  long long object = oid;
+  bool ok = update ? ExecQuiet(connection, error, nullptr,
+                               "UPDATE poster SET lo_oid = @VEXO:LLINT, md5 = '@VEXO:VAR', "
+                               "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT "
+                               "RETURNING id",
+                               object, md5.c_str(), mapperId)
+                   : ExecQuiet(connection, error, nullptr,
+                               "INSERT INTO poster(mapper_id, lo_oid, md5) VALUES(@VEXO:INT, "
+                               "@VEXO:LLINT, '@VEXO:VAR') RETURNING id",
+                               mapperId, object, md5.c_str());
+  if (ok && !transaction.Commit()) {
+    error = std::string("[COMMIT] (") + VEXODBErrorGet(connection) + ")";
+    return false;
+  }
+  return ok;
+}
+
+bool Readable(const std::string& path) {
+  return access(path.c_str(), R_OK) == 0;
+}
+
 int StorePoster(int mapperId, const std::string& path) {
   DBConnect_tag* connection = ConnectionOrLog(__LINE__);
   if (connection == nullptr) return -1;
@@ -174,30 +261,85 @@ int StorePoster(int mapperId, const std::string& path) {
   int count = VideoDBGetCount(VIDEO_TABLE_POSTER, "id", condition, nullptr);
   if (count < 0) return -1;
 
-  bool ok;
-  if (count == 0) {
-    ok = ExecFormatted(connection, __LINE__,
-                       "INSERT INTO poster(mapper_id, lo_oid, md5) VALUES(@VEXO:INT, "
-                       "lo_import('@VEXO:VAR'), '@VEXO:VAR') RETURNING id",
-                       mapperId, path.c_str(), md5.c_str());
-  } else {
-    // The large object the row pointed at is left in place.
-    ok = ExecFormatted(connection, __LINE__,
-                       "UPDATE poster SET lo_oid = lo_import('@VEXO:VAR'), md5 = '@VEXO:VAR', "
-                       "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT RETURNING id",
-                       path.c_str(), md5.c_str(), mapperId);
+  // The server reads the file itself when it can; otherwise this process
+  // reads it and hands the bytes over the connection.
+  std::string serverError;
+  if (ServerMayOpenFiles(connection)) {
+    bool ok;
+    if (count == 0) {
+      ok = ExecQuiet(connection, serverError, nullptr,
+                     "INSERT INTO poster(mapper_id, lo_oid, md5) VALUES(@VEXO:INT, "
+                     "lo_import('@VEXO:VAR'), '@VEXO:VAR') RETURNING id",
+                     mapperId, path.c_str(), md5.c_str());
+    } else {
+      // The large object the row pointed at is left in place.
+      ok = ExecQuiet(connection, serverError, nullptr,
+                     "UPDATE poster SET lo_oid = lo_import('@VEXO:VAR'), md5 = '@VEXO:VAR', "
+                     "modify_date = current_timestamp WHERE mapper_id = @VEXO:INT RETURNING id",
+                     path.c_str(), md5.c_str(), mapperId);
+    }
+    if (ok) return 0;
+    if (!Readable(path)) {
+      LogError("%s:%d Failed to exec %s", kVideoDbSource, __LINE__, serverError.c_str());
+      return -1;
+    }
   }
-  return ok ? 0 : -1;
+  std::string error;
+  if (StoreThroughConnection(connection, mapperId, count != 0, path, md5, error)) return 0;
+  if (!serverError.empty()) {
+    LogError("%s:%d Failed to exec %s", kVideoDbSource, __LINE__, serverError.c_str());
+  }
+  LogError("%s:%d Failed to exec %s", kVideoDbSource, __LINE__, error.c_str());
+  return -1;
+}
+
+// Writes the poster with this process creating the file, the image read
+// over the connection. A video without a poster writes nothing.
+bool WriteThroughConnection(DBConnect_tag* connection, int mapperId, const std::string& path,
+                            std::string& error) {
+  ResultOwner result;
+  if (!ExecQuiet(connection, error, &result,
+                 "SELECT lo_oid FROM poster WHERE mapper_id = @VEXO:INT", mapperId)) {
+    return false;
+  }
+  unsigned int row = 0;
+  if (VEXODBFetchRow(result.get(), &row) != 0) return true;
+  const char* oid = VEXODBFetchField(result.get(), row, "lo_oid");
+  if (oid == nullptr) return true;
+  Transaction transaction(connection);
+  if (!transaction.open() ||
+      !LargeObjectExport(connection, static_cast<unsigned int>(strtoul(oid, nullptr, 10)),
+                         path.c_str()) ||
+      !transaction.Commit()) {
+    error = "[client-side export to " + path + "] (" + VEXODBErrorGet(connection) + ")";
+    return false;
+  }
+  return true;
 }
 
 int WritePoster(int mapperId, const std::string& path) {
   DBConnect_tag* connection = ConnectionOrLog(__LINE__);
   if (connection == nullptr) return -1;
-  bool ok = ExecFormatted(connection, __LINE__,
-                          "SELECT lo_export(lo_oid, '@VEXO:VAR') FROM poster WHERE mapper_id = "
-                          "@VEXO:INT",
-                          path.c_str(), mapperId);
-  return ok ? 0 : -1;
+  std::string serverError;
+  if (ServerMayOpenFiles(connection)) {
+    ResultOwner result;
+    if (ExecQuiet(connection, serverError, &result,
+                  "SELECT lo_export(lo_oid, '@VEXO:VAR') FROM poster WHERE mapper_id = "
+                  "@VEXO:INT",
+                  path.c_str(), mapperId)) {
+      // A server that wrote the file where this process cannot see it (its
+      // own disk) has not written it for the caller.
+      if (VEXODBNumRows(result.get()) == 0 || access(path.c_str(), F_OK) == 0) return 0;
+      serverError.clear();
+    }
+  }
+  std::string error;
+  if (WriteThroughConnection(connection, mapperId, path, error)) return 0;
+  if (!serverError.empty()) {
+    LogError("%s:%d Failed to exec %s", kVideoDbSource, __LINE__, serverError.c_str());
+  }
+  LogError("%s:%d Failed to exec %s", kVideoDbSource, __LINE__, error.c_str());
+  return -1;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the built library into a scratch prefix, then builds and runs a
-# program against it twice: through the CMake package and through pkg-config.
+# Installs the build into a scratch prefix, runs the installed kinolot program
+# there, then builds and runs a program against the installed library twice:
+# through the CMake package and through pkg-config.
 #   check_consumer.sh BUILD_DIR CONSUMER_SOURCE_DIR
 set -euo pipefail
 build=$1
@@ -11,6 +12,11 @@ cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
 libdir=$(find "$scratch/prefix" -name 'libkinolot.so.*' -printf '%h\n' | head -n 1)
 [ -n "$libdir" ] || { echo "libkinolot.so was not installed"; exit 1; }
 [ -L "$libdir/libkinolot.so" ] || { echo "no libkinolot.so development link"; exit 1; }
+# The installed program starts as it is: it finds the library of its prefix.
+if [ -x "$scratch/prefix/bin/kinolot" ]; then
+  env -u LD_LIBRARY_PATH "$scratch/prefix/bin/kinolot" --help >/dev/null ||
+    { echo "the installed kinolot does not start"; exit 1; }
+fi
 sanitize_flags=""
 # Not grep -q: it stops reading early, nm dies of SIGPIPE, and under pipefail
 # the whole test would then take a sanitized library for a plain one.

@@ -1,10 +1,11 @@
 // `kinolot poster set KIND ID URL-or-FILE`: stores a JPEG or PNG image as a
 // video's poster, downloaded from an http(s) URL or read from a file.
 //
-// The database server imports the image itself (a large object), so it reads
-// the file with its own user's rights and must run on this machine. A local
-// file is therefore first copied into a fresh world-readable file under /tmp,
-// which the server can always read, and that copy is removed afterwards.
+// A database server on this machine imports the image itself (a large
+// object) with its own user's rights, so a local file is first copied into a
+// fresh world-readable file under /tmp, which such a server can always read;
+// the copy is removed afterwards. Any other server receives the image over
+// the connection.
 #include <fcntl.h>
 #include <kinolot/mapping_tables.h>
 #include <kinolot/poster_store.h>
@@ -123,9 +124,7 @@ void Run(const PosterArgs& args) {
   int stored = ImportPoster(std::stoi(mapper), image.path);
   VideoDBConnClose();
   if (stored != 0) {
-    Fail(1,
-         "the database server could not store the image (it must run on this machine; "
-         "details in the system log)");
+    Fail(1, "the database could not store the image (details in the system log)");
   }
   std::string md5;
   api.Poster_MD5(mapper, md5);
@@ -149,7 +148,7 @@ void AddPosterCommand(CLI::App& app) {
       ->required();
   set->footer(
       "Replaces the video's poster. A download must be a JPEG or PNG image under 1 MiB. The "
-      "database server reads the image itself, so it must run on this machine. Prints "
+      "database server may run on another machine. Prints "
       "{\"type\", \"id\", \"mapper_id\", \"md5\"}.");
   set->callback([args] { Run(*args); });
 }
