@@ -5,10 +5,12 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/error.h>
+#include <libavutil/log.h>
 #include <libavutil/mathematics.h>
 }
 
 #include <algorithm>
+#include <mutex>
 #include <vector>
 
 #include "aac_transcoder.h"
@@ -20,7 +22,7 @@ namespace {
 // The muxer's output buffer, and the largest fragment it keeps before it
 // hands the fragment on: together most of a stream's memory.
 constexpr int kOutputBuffer = 64 * 1024;
-constexpr char kFragmentBytes[] = "1048576";
+constexpr char kFragmentBytes[] = "524288";
 
 std::string ErrorText(const std::string& what, int code) {
   char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -208,6 +210,12 @@ bool Fmp4Remuxer::Open(const std::string& path, double start_seconds, ByteSink s
     return false;
   };
   if (s.input != nullptr || s.done != RemuxStep::kMore) return fail("already opened");
+  // libav's notices (an encoder's statistics, a damaged frame skipped) would
+  // interleave with the server's log on every stream; its errors stay.
+  static std::once_flag quiet;
+  std::call_once(quiet, [] {
+    if (av_log_get_level() > AV_LOG_ERROR) av_log_set_level(AV_LOG_ERROR);
+  });
   s.sink = std::move(sink);
   int status = avformat_open_input(&s.input, path.c_str(), nullptr, nullptr);
   if (status >= 0) status = avformat_find_stream_info(s.input, nullptr);

@@ -1,14 +1,15 @@
 // Remuxing a stored video into fragmented MP4 while it is being sent: the
 // packets of the video track and of one audio track are copied into MP4
-// fragments of at most about a megabyte, whose bytes go to a sink as they are
-// made, so a server can send them on at once and memory stays bounded. Audio
-// a browser cannot play is turned into AAC on the way; video is never
-// re-encoded.
+// fragments of at most about half a megabyte, whose bytes go to a sink as
+// they are made, so a server can send them on at once and memory stays
+// bounded. Audio a browser cannot play is turned into AAC on the way; video
+// is never re-encoded.
 //
 // The output starts at the keyframe at or before the asked time, and its
 // clock starts at 0 there; `start_seconds()` tells which time of the film
 // that is, so a player can place its seek bar. Timestamps in the output
-// always increase.
+// always increase. Opening the first remux lowers libav's log level to
+// errors for the whole process.
 //
 //   Fmp4Remuxer remuxer;
 //   if (!remuxer.Open(path, 95.0, send_bytes, &error)) { answer 404/500 }
