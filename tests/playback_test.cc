@@ -270,20 +270,21 @@ Probed Probe(const std::string& path) {
   return probed;
 }
 
+// A sink that keeps every byte in `bytes`.
+ByteSink Into(std::string* bytes) {
+  return [bytes](const uint8_t* data, size_t size) {
+    bytes->append(reinterpret_cast<const char*>(data), size);
+    return true;
+  };
+}
+
 class RemuxTest : public ::testing::Test {
  protected:
   // Remuxes `sample` from `start` into a file of the folder and probes it.
   Probed Remux(Sample sample, double start = 0, double* start_seconds = nullptr) {
     Fmp4Remuxer remuxer;
     std::string bytes, error;
-    EXPECT_TRUE(remuxer.Open(
-        SamplePath(sample), start,
-        [&](const uint8_t* data, size_t size) {
-          bytes.append(reinterpret_cast<const char*>(data), size);
-          return true;
-        },
-        &error))
-        << error;
+    EXPECT_TRUE(remuxer.Open(SamplePath(sample), start, Into(&bytes), &error)) << error;
     EXPECT_EQ(sample == kMkvAc3, remuxer.transcodes_audio());
     if (start_seconds) *start_seconds = remuxer.start_seconds();
     RemuxStep step;
@@ -362,6 +363,28 @@ TEST_F(RemuxTest, RefusesWhatWouldNeedReencodingOrCannotBeRead) {
             RemuxToFragmentedMp4(
                 folder_ / "none.mkv", 0, [](const uint8_t*, size_t) { return true; }, &error));
   EXPECT_NE(std::string::npos, error.find("none.mkv"));
+}
+
+// Files cut short by a failed copy, or with a damaged stretch, still give a
+// playable stream of what can be read.
+TEST_F(RemuxTest, DamagedFilesGiveWhatCanBeRead) {
+  const std::string whole = kinolot_test::ReadFile(SamplePath(kMkvAac));
+  std::string damaged = whole;
+  damaged.replace(whole.size() / 2, 4096, 4096, '\xFF');
+  const std::map<std::string, std::string> files = {
+      {"cut.mkv", whole.substr(0, whole.size() * 3 / 5)}, {"damaged.mkv", damaged}};
+  for (const auto& file : files) {
+    kinolot_test::WriteFile(folder_ / file.first, file.second);
+    std::string bytes, error;
+    EXPECT_EQ(RemuxStep::kFinished,
+              RemuxToFragmentedMp4(folder_ / file.first, 0, Into(&bytes), &error))
+        << file.first << ": " << error;
+    kinolot_test::WriteFile(folder_ / "out.mp4", bytes);
+    Probed probed = Probe(folder_ / "out.mp4");
+    EXPECT_TRUE(probed.opened) << file.first;
+    EXPECT_TRUE(probed.times_increase) << file.first;
+    EXPECT_GT(probed.duration, 2.0) << file.first;
+  }
 }
 
 // Run under the sanitizers, these also show that a stop leaks nothing.
