@@ -12,6 +12,7 @@ extern "C" {
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "scan/media_probe.h"
@@ -385,6 +386,21 @@ TEST_F(RemuxTest, DamagedFilesGiveWhatCanBeRead) {
     EXPECT_TRUE(probed.times_increase) << file.first;
     EXPECT_GT(probed.duration, 2.0) << file.first;
   }
+}
+
+// A server runs one remux per client, each on a thread of its own.
+TEST_F(RemuxTest, ConcurrentStreamsAreIndependent) {
+  const std::string path = SamplePath(kMkvAc3);
+  std::string alone;
+  ASSERT_EQ(RemuxStep::kFinished, RemuxToFragmentedMp4(path, 1.0, Into(&alone), nullptr));
+  std::vector<std::string> outputs(4);
+  std::vector<std::thread> threads;
+  for (std::string& output : outputs) {
+    threads.emplace_back(
+        [&path, &output] { RemuxToFragmentedMp4(path, 1.0, Into(&output), nullptr); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& output : outputs) EXPECT_TRUE(output == alone);
 }
 
 // Run under the sanitizers, these also show that a stop leaks nothing.
