@@ -8,7 +8,7 @@ packages=(
   libpq-dev libjsoncpp-dev libcurl4-openssl-dev
   openssl postgresql
   googletest libgtest-dev ccache
-  libavformat-dev libavcodec-dev libavutil-dev ffmpeg
+  libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg
   libpugixml-dev libcli11-dev libcpp-httplib-dev libboost-dev
   chromium chromium-driver fonts-dejavu-core
   dpkg-dev fakeroot file lintian systemd man-db adduser
