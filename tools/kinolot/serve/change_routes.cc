@@ -7,7 +7,7 @@ namespace kinolot_serve {
 
 void AddChangeRoutes(ApiRoutes& routes, std::function<long()> changes) {
   routes.Get("/api/library-changes",
-             [changes = std::move(changes)](const ApiRequest&, httplib::Response& response) {
+             [changes = std::move(changes)](const ApiRequest&, HttpResponse& response) {
                Json::Value answer(Json::objectValue);
                answer["changes"] = static_cast<Json::Int64>(changes());
                SendJson(response, answer);
