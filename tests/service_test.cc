@@ -27,6 +27,12 @@ extern char** environ;
 namespace kinolot_test {
 namespace {
 
+// Token files must be private to their owner, or the service refuses them.
+void WriteTokenFile(const std::string& path, const std::string& bytes) {
+  WriteFile(path, bytes);
+  chmod(path.c_str(), 0600);
+}
+
 const std::string kTokenA = "token-of-user-1024-aaaa", kTokenB = "token-of-user-2048-bbbb";
 
 // The HTTP status of GET `url` with `token` as bearer, 0 when there is no answer.
@@ -110,19 +116,19 @@ class ServiceTest : public DatabaseTest {
 };
 
 TEST_F(ServiceTest, SighupRereadsTheTokenFileAndABadOneKeepsTheTokensInForce) {
-  WriteFile(tokens_, "# household\n" + kTokenA + " 1024\n");
+  WriteTokenFile(tokens_, "# household\n" + kTokenA + " 1024\n");
   Service service(tokens_, errors_);
   ASSERT_FALSE(service.url().empty()) << ReadFile(errors_);
   const std::string api = service.url() + "api/movie?limit=1";
   EXPECT_EQ(Status(api, kTokenA), 200);
   EXPECT_EQ(Status(api, kTokenB), 401);
 
-  WriteFile(tokens_, kTokenB + " 2048\n");
+  WriteTokenFile(tokens_, kTokenB + " 2048\n");
   service.Hangup();
   EXPECT_EQ(Status(api, kTokenB), 200);
   EXPECT_EQ(Status(api, kTokenA), 401);
 
-  WriteFile(tokens_, kTokenA + "\n");
+  WriteTokenFile(tokens_, kTokenA + "\n");
   service.Hangup();
   EXPECT_EQ(Status(api, kTokenB), 200) << "a malformed file changes nothing";
   EXPECT_NE(ReadFile(errors_).find("kinolot serve: SIGHUP: " + tokens_ +
@@ -134,9 +140,9 @@ TEST_F(ServiceTest, SighupRereadsTheTokenFileAndABadOneKeepsTheTokensInForce) {
 
 TEST_F(ServiceTest, ReloadsSwapTheWholeSetWhileRequestsAuthenticate) {
   const std::string a = dir_ / "a", b = dir_ / "b";
-  WriteFile(a, kTokenA + " 1024\n");
-  WriteFile(b, kTokenB + " 2048\n" + kTokenA + " 4096\n");
-  WriteFile(tokens_, ReadFile(a));
+  WriteTokenFile(a, kTokenA + " 1024\n");
+  WriteTokenFile(b, kTokenB + " 2048\n" + kTokenA + " 4096\n");
+  WriteTokenFile(tokens_, ReadFile(a));
   kinolot_serve::AccessTokens tokens;
   std::string error;
   ASSERT_TRUE(tokens.Load(tokens_, error)) << error;
@@ -153,7 +159,7 @@ TEST_F(ServiceTest, ReloadsSwapTheWholeSetWhileRequestsAuthenticate) {
     }
   });
   for (int i = 0; i < 400; ++i) {
-    WriteFile(tokens_, ReadFile(i % 2 ? a : b));
+    WriteTokenFile(tokens_, ReadFile(i % 2 ? a : b));
     EXPECT_TRUE(tokens.Reload(error)) << error;
   }
   done = true;
@@ -165,8 +171,8 @@ TEST_F(ServiceTest, ReloadsSwapTheWholeSetWhileRequestsAuthenticate) {
 }
 
 TEST_F(ServiceTest, BadSettingsEndWithAClearMessage) {
-  WriteFile(tokens_, kTokenA + " 1024\n");
-  WriteFile(dir_ / "short", "short 1024\n");
+  WriteTokenFile(tokens_, kTokenA + " 1024\n");
+  WriteTokenFile(dir_ / "short", "short 1024\n");
   struct Case {
     std::string env;
     std::vector<std::string> args;
