@@ -42,7 +42,7 @@ int64_t Number(const char** text) {
   return value;
 }
 
-// Parses "bytes=SPEC[,SPEC...]" into the first spec and the count of specs;
+// Parses "bytes=SPEC[,SPEC...]" into the first asked and the count of specs;
 // false for anything else.
 bool Parse(const char* header, Spec* first, int* count) {
   const char* p = header;
@@ -52,19 +52,19 @@ bool Parse(const char* header, Spec* first, int* count) {
   *count = 0;
   for (;;) {
     while (IsSpace(*p)) ++p;
-    Spec spec;
+    Spec asked;
     if (*p == '-') {
       ++p;
-      spec.last = Number(&p);
-      if (spec.last == kNone) return false;
+      asked.last = Number(&p);
+      if (asked.last == kNone) return false;
     } else {
-      spec.first = Number(&p);
-      if (spec.first == kNone || *p != '-') return false;
+      asked.first = Number(&p);
+      if (asked.first == kNone || *p != '-') return false;
       ++p;
-      spec.last = Number(&p);
-      if (spec.last != kNone && spec.last < spec.first) return false;
+      asked.last = Number(&p);
+      if (asked.last != kNone && asked.last < asked.first) return false;
     }
-    if ((*count)++ == 0) *first = spec;
+    if ((*count)++ == 0) *first = asked;
     while (IsSpace(*p)) ++p;
     if (*p == '\0') return true;
     if (*p++ != ',') return false;
@@ -82,20 +82,20 @@ RangeAnswer Whole(int64_t size) {
 RangeAnswer AnswerRange(const char* range, const char* if_range, const std::string& etag,
                         int64_t size) {
   if (size < 0) size = 0;
-  Spec spec;
+  Spec asked;
   int count = 0;
-  if (range == nullptr || *range == '\0' || !Parse(range, &spec, &count) || count > 1) {
+  if (range == nullptr || *range == '\0' || !Parse(range, &asked, &count) || count > 1) {
     return Whole(size);
   }
   if (if_range != nullptr && *if_range != '\0' && etag != if_range) return Whole(size);
 
-  int64_t first = spec.first;
+  int64_t first = asked.first;
   int64_t last = size - 1;
-  if (first == kNone) {  // the last `spec.last` bytes
-    first = spec.last >= size ? 0 : size - spec.last;
-    if (spec.last == 0) first = size;
-  } else if (spec.last != kNone && spec.last < last) {
-    last = spec.last;
+  if (first == kNone) {  // the last `asked.last` bytes
+    first = asked.last >= size ? 0 : size - asked.last;
+    if (asked.last == 0) first = size;
+  } else if (asked.last != kNone && asked.last < last) {
+    last = asked.last;
   }
   RangeAnswer answer;
   char text[80];
