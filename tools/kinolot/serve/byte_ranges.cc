@@ -17,7 +17,7 @@ namespace {
 constexpr int64_t kNone = -1;
 
 // One "first-last", "first-" or "-suffix" of a Range header.
-struct Spec {
+struct AskedRange {
   int64_t first = kNone;
   int64_t last = kNone;  // or the suffix length when `first` is kNone
 };
@@ -42,9 +42,9 @@ int64_t Number(const char** text) {
   return value;
 }
 
-// Parses "bytes=SPEC[,SPEC...]" into the first asked and the count of specs;
+// Parses "bytes=RANGE[,RANGE...]" into the first asked and the count of ranges;
 // false for anything else.
-bool Parse(const char* header, Spec* first, int* count) {
+bool Parse(const char* header, AskedRange* first, int* count) {
   const char* p = header;
   while (IsSpace(*p)) ++p;
   if (strncasecmp(p, "bytes=", 6) != 0) return false;
@@ -52,7 +52,7 @@ bool Parse(const char* header, Spec* first, int* count) {
   *count = 0;
   for (;;) {
     while (IsSpace(*p)) ++p;
-    Spec asked;
+    AskedRange asked;
     if (*p == '-') {
       ++p;
       asked.last = Number(&p);
@@ -82,7 +82,7 @@ RangeAnswer Whole(int64_t size) {
 RangeAnswer AnswerRange(const char* range, const char* if_range, const std::string& etag,
                         int64_t size) {
   if (size < 0) size = 0;
-  Spec asked;
+  AskedRange asked;
   int count = 0;
   if (range == nullptr || *range == '\0' || !Parse(range, &asked, &count) || count > 1) {
     return Whole(size);
